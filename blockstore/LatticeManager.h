@@ -1,0 +1,70 @@
+#pragma once
+// LatticeManager: a 3-D uniform lattice cut into blocks, with a pyramid of
+// coarser levels, stored in one block file set.
+//
+// Level L holds the lattice reduced by 2^L on every axis; a level-L block of
+// bx*by*bz samples covers bx*2^L x by*2^L x bz*2^L level-0 samples. Blocks of all
+// levels share one numbering: level 0 first, then level 1, ..., x fastest within
+// a level. Levels 0 to numLevels-1 are in use; numBlocks also reserves the
+// blocks of level numLevels.
+//
+// Origins are level-0 sample coordinates; sizes count samples at the level of
+// the transfer. Buffers hold samples x fastest, then y, then z, nDataVar
+// components per sample, in the machine's byte order.
+//
+// Contract on failure: every operation returns 1 or 0 and prints nothing.
+// putBlock may leave the blocks before a failure written (their coarser blocks
+// marked out of date). getBlock falls back to reducing level 0 in memory when a
+// coarse level cannot be served (read-only sets), and returns 0 only when that
+// fails too; the caller's buffer may then hold part of the box. A set that is
+// not writable is never changed. Negative origins and boxes that do not fit the
+// caller's buffer are refused with 0.
+#include "blockstore/BlockManager.h"
+#include "host/TbDArray.h"
+#include "host/TbPrimType.h"
+#include "host/TbProgressInterface.h"
+#include "package/PackageExport.h"
+
+class UXDD_API LatticeManager {
+ public:
+  LatticeManager(const int* dims, const int* blocking, int nDataVar, TbPrimType primType);
+  ~LatticeManager();
+  LatticeManager(const LatticeManager&) = delete;
+  LatticeManager& operator=(const LatticeManager&) = delete;
+
+  void calcNumBlocks();
+  int getBlockNo(int* idx, int level);
+  void setBlockManager(BlockManager* manager);
+  void clear();
+
+  // Writes a box of level-0 samples; every level-0 block it touches is rewritten.
+  int putBlock(void* data, const int* origin, const int* size, const int* bufferOrigin,
+               const int* bufferSize);
+  // Reads a box at the per-axis levels (log2 of the subsampling).
+  int getBlock(void* data, const int* origin, const int* size, const int* bufferOrigin,
+               const int* bufferSize, int* levels);
+  int getBlockFromBaseLevel(void* data, const int* origin, const int* size, const int* bufferOrigin,
+                            const int* bufferSize, int* levels, int baseLevel);
+
+  // Rebuilds block idx of level (> 0) from the level below and stores it.
+  int updateBlock(int* idx, int level);
+  void updateAllLevels(TbProgressInterface* progress);
+
+  // Blocks of level `level` along `axis` (dims rounded up to whole blocks).
+  int blocksAlong(int axis, int level) const;
+  int blocksAtLevel(int level) const;
+  int blockBytes() const { return blocking[0] * blocking[1] * blocking[2] * sampleBytes(); }
+  int sampleBytes() const { return nDataVar * primType.size(); }
+
+  BlockManager* blockManager;
+  TbPrimType primType;
+  int nDataVar;
+  int blocking[3];
+  int dims[3];
+  int numBlocks;
+  int numLevels;
+  TbDArray<unsigned char> buffer;
+
+ private:
+  void markCoarserOutOfDate(const int* idx);
+};
