@@ -55,7 +55,7 @@ UxMessage* UxMessage::getTheMsg() {
 
 void UxMessage::setListener(std::function<void(const std::string&)> l) { listener = std::move(l); }
 
-void UxMessage::emit(const std::string& text) {
+void UxMessage::showLine(const std::string& text) {
   std::fflush(stdout);
   std::fputs(text.c_str(), stdout);
   if (text.empty() || text.back() != '\n') std::fputc('\n', stdout);
@@ -74,14 +74,14 @@ void UxMessage::printf(const char* format, ...) {
   if (length > 0) std::vsnprintf(&text[0], text.size(), format, again);
   va_end(again);
   text.resize(length > 0 ? static_cast<size_t>(length) : 0);
-  emit(text);
+  showLine(text);
 }
 
 int UxMessage::ask(const char* kind, const char* text, const char* const* buttons) {
   int n = countButtons(buttons);
   std::string offer;
   for (int i = 0; i < n; ++i) offer += std::string(i ? "/" : "") + buttons[i];
-  emit(std::string(kind) + ": " + text + " [" + offer + "]");
+  showLine(std::string(kind) + ": " + text + " [" + offer + "]");
   if (n == 0) return 0;
 
   std::vector<std::string> words;
@@ -95,7 +95,7 @@ int UxMessage::ask(const char* kind, const char* text, const char* const* button
     source = "terminal";
   }
   if (chosen < 0) chosen = defaultButton(buttons, n);
-  emit(std::string("answer: ") + buttons[chosen] + " (" + source + ")");
+  showLine(std::string("answer: ") + buttons[chosen] + " (" + source + ")");
   return chosen;
 }
 

@@ -27,6 +27,6 @@ class UxMessage {
 
  private:
   int ask(const char* kind, const char* text, const char* const* buttons);
-  void emit(const std::string& line);
+  void showLine(const std::string& line);
   std::function<void(const std::string&)> listener;
 };

@@ -2,10 +2,14 @@
 // library is loaded and unloaded.
 #include <cstring>
 
+#include "convert/UxConvertToDiskData.h"
+#include "host/TbAssertionHandlerInit.h"
 #include "package/BuildInfo.h"
 #include "package/PackageExport.h"
 
 namespace {
+TbAssertionHandlerInit assertionHandler;
+
 bool isInitialized = false;
 bool isFinished = false;
 
@@ -24,6 +28,7 @@ UXDD_API const char* korinpackage_uxdiskdata() {
 UXDD_API void korinpackage_uxdiskdata_init() {
   if (isInitialized) return;
   isInitialized = true;
+  UxConvertToDiskData::initClass();
 }
 
 UXDD_API void korinpackage_uxdiskdata_finish() {

@@ -1,0 +1,282 @@
+// The conversion driver: combines command words and ports, picks the format and
+// the output name, tries the host's tiled converter where allowed, and
+// otherwise converts into a disk-data set with the reader for the format.
+#include <strings.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "convert/ConverterMessages.h"
+#include "convert/InputList.h"
+#include "convert/UxConvertToDiskData.h"
+#include "host/TbAssertionHandlerInit.h"
+#include "host/UxBrixConverter.h"
+#include "host/UxFileFormat.h"
+#include "host/UxMessage.h"
+
+namespace {
+TbAssertionHandlerInit assertionHandler;
+
+UxMessage& console() { return *UxMessage::getTheMsg(); }
+
+bool sameLabel(const char* a, const char* b) { return strcasecmp(a, b) == 0; }
+
+// Reads a leading decimal integer as "%d" does; an empty or blank word reads as
+// 0, a word starting with anything else is refused.
+bool readOptionInt(const char* word, int& value) {
+  value = 0;
+  return std::sscanf(word, "%d", &value) != 0;
+}
+
+struct Settings {
+  TbString format;
+  std::string outName;
+  bool outNameGiven = false;
+  int tileSize = 0;
+  int borderSize = 0;
+  int samplingType = -1;
+  const char* compressor = nullptr;
+  bool compressorNamed = false;
+  std::vector<char*> words;  // the command's words; options are taken out of it
+  int argc = 0;              // words handed to the readers
+  char** argv = nullptr;
+};
+
+struct Option {
+  const char* name;
+  int Settings::*value;    // integer options
+  const char* badValue;    // message for a value that holds no integer
+};
+
+const Option kOptions[] = {
+    {"-tilesize", &Settings::tileSize, "%s is not a valid tilesize"},
+    {"-bordersize", &Settings::borderSize, "%s is not a valid bordersize"},
+    {"-compressor", nullptr, nullptr},
+    {"-s", &Settings::samplingType, "%s is not a valid sampling type"},
+};
+
+// Options follow the output name, each recognised only in the table's order.
+bool takeOptions(Settings& s) {
+  for (const Option& option : kOptions) {
+    if (s.words.size() < 8) break;
+    if (std::strcmp(s.words[6], option.name) != 0) continue;
+    const char* value = s.words[7];
+    if (!option.value) {
+      s.compressor = value;
+      s.compressorNamed = true;
+    } else if (!readOptionInt(value, s.*option.value)) {
+      console().printf(option.badValue, value);
+      return false;
+    }
+    s.words.erase(s.words.begin() + 6, s.words.begin() + 8);
+  }
+  return true;
+}
+
+// 1 to go on, 0 for a refused command (message printed).
+int readCommandWords(Settings& s, int argc, char** argv, InputList& inputs) {
+  s.words.assign(argv, argv + argc);
+  if (argc > 2) {
+    if (std::strcmp(argv[2], "-format") != 0) {
+      console().printf("%s", kConvertUsage);
+      return 0;
+    }
+    if (argc < 4) {
+      console().printf("no format specified");
+      return 0;
+    }
+    s.format = argv[3];
+  }
+  s.argc = argc;
+  if (argc < 5) return 1;
+  if (std::strcmp(argv[4], "-lda") != 0) {
+    console().printf("%s", kConvertUsage);
+    return 0;
+  }
+  if (argc < 6) {
+    console().printf("no lda directory specified");
+    return 0;
+  }
+  s.outName = argv[5];
+  s.outNameGiven = true;
+  if (!takeOptions(s)) return 0;
+  for (size_t i = 6; i < s.words.size(); ++i) inputs.append(strdup(s.words[i]));
+  s.argc = static_cast<int>(s.words.size()) - 6;
+  s.argv = s.argc > 0 ? s.words.data() + 6 : nullptr;
+  return 1;
+}
+
+}  // namespace
+
+namespace {
+
+// Fills what the words left open from the module's ports; 0 when no output is named.
+int completeFromPorts(UxConvertToDiskData& m, Settings& s, InputList& inputs) {
+  if (s.tileSize == 0) s.tileSize = std::atoi(m.tileSize.getLabel(0, m.tileSize.getIndex(0)));
+  // The menu's entries ("Sharp", "Average") hold no number: the choice is its index.
+  if (s.samplingType == -1) s.samplingType = m.samplingType.getIndex(0);
+  if (s.borderSize == 0) s.borderSize = m.borderSize.getValue(0);
+  if (!s.outNameGiven && m.output.filenames.size()) s.outName = m.output.filenames[0].getString();
+  if (s.outName.empty()) {
+    console().printf("please specify output");
+    return 0;
+  }
+  if (s.compressorNamed) {
+    if (std::strcmp(s.compressor, "none") == 0) s.compressor = nullptr;
+  } else if (m.compression.getIndex(0) != 0) {
+    const char* label = m.compression.getLabel(0, m.compression.getIndex(0));
+    s.compressor = label && *label ? label : nullptr;
+  }
+  if (s.argc == 0) {
+    for (int i = 0; i < m.inputs.filenames.size(); ++i) inputs.append(strdup(m.inputs.filenames[i].getString()));
+    if (s.format.isEmpty())
+      s.format = m.inputs.formatLabels.size() ? m.inputs.formatLabels[0].getString() : "unknown";
+  }
+  return 1;
+}
+
+bool isImageFormat(const char* format) {
+  for (const char* label : {"JPEG", "SGI", "TIFF", "EPS", "PNG", "BMP"})
+    if (sameLabel(format, label)) return true;
+  return false;
+}
+
+void reportResult(int result) {
+  if (result == 0) console().printf("Error converting files");
+  if (result == -1) console().printf("Conversion canceled");
+  if (result != 0 && result != 1 && result != -1) console().printf("Unknown Error");
+}
+
+// The raw description gathered for the tiled path.
+struct RawDescription {
+  int littleEndian = 1;
+  int headerBytes = 0;
+  bool toLda = true;
+  bool doubleToFloat = false;
+  bool isRaw = false;
+};
+
+}  // namespace
+
+namespace {
+
+// Words for the image reader: handed on only when they begin with the image
+// description ("-bbox ..."), so that plain file names still get the dialog.
+int imageWordCount(const Settings& s) {
+  return s.argc > 0 && s.argv && std::strcmp(s.argv[0], "-bbox") == 0 ? s.argc : 0;
+}
+
+struct Conversion {
+  UxConvertToDiskData& module;
+  Settings& settings;
+  InputList& inputs;
+  TbFilename outFile;
+  RawDescription raw;
+
+  // Runs the host's tiled converter after the description step. A result of 0
+  // asks for the disk-data path; `cancelled` means the description was not had.
+  int tiled(bool& cancelled) {
+    UxConvertToDiskData& m = module;
+    m.infoOnly = true;
+    m.convertMethod = 2;
+    raw = RawDescription();
+    if (sameLabel(settings.format.getString(), "Raw Data")) {
+      const InputList before = inputs;
+      raw.isRaw = m.getRawInformation(inputs, settings.argc, settings.argv, inputs.size(), raw.littleEndian,
+                                      raw.headerBytes, raw.toLda, raw.doubleToFloat);
+      freeEntriesNotIn(before, inputs);  // the names the description words replaced
+      if (!raw.isRaw) {
+        cancelled = true;
+        return -1;
+      }
+      if (!raw.toLda) {
+        m.infoOnly = false;
+        return 0;
+      }
+    } else if (inputs.size() > 1 && !sameLabel(settings.format.getString(), "DICOM")) {
+      const int argc = imageWordCount(settings);
+      if (!m.readerImg2UxDiskData(inputs, outFile.getString(), argc, argc ? settings.argv : nullptr)) {
+        cancelled = true;
+        return -1;
+      }
+    }
+    int result = 0;
+    if (m.convertMethod == 10) {
+      console().printf("Colorfield not yet supported by voxelan");
+    } else {
+      TbDArray<const char*> files;
+      for (int i = 0; i < inputs.size(); ++i) files.append(inputs[i]);
+      result = UxBrixConverter::convertToLDA(files, outFile, m.rawBox, m.rawDims, m.rawPrimType, raw.littleEndian != 0,
+                                             m.convertMethod, raw.headerBytes, raw.doubleToFloat, raw.isRaw,
+                                             settings.tileSize, settings.borderSize, settings.samplingType,
+                                             settings.compressor);
+    }
+    m.infoOnly = false;
+    return result;
+  }
+
+  int rawConversion() {
+    UxConvertToDiskData& m = module;
+    if (raw.isRaw)
+      return m.convertRaw(inputs, outFile.getString(), &m.rawDims[0], m.rawNDataVar, raw.littleEndian,
+                          raw.headerBytes, &m.rawBox[0], m.rawPrimType);
+    return m.readerRaw2UxDiskData(inputs, outFile.getString(), settings.argc, settings.argv);
+  }
+
+  int diskData() {
+    const char* format = settings.format.getString();
+    if (isImageFormat(format)) {
+      const int argc = imageWordCount(settings);
+      return module.readerImg2UxDiskData(inputs, outFile.getString(), argc, argc ? settings.argv : nullptr);
+    }
+    if (sameLabel(format, "KorinMesh"))
+      return module.readerKorinMesh2UxDiskData(inputs, outFile.getString(), settings.argc, settings.argv);
+    if (!sameLabel(format, "Raw Data"))
+      console().printf("Don't know how to convert filetype %s. Trying 'Raw Data'", format);
+    return rawConversion();
+  }
+};
+
+}  // namespace
+
+int UxConvertToDiskData::convertToDiskData(int argc, char** argv) {
+  Settings settings;
+  InputList inputs;
+  struct Release {
+    InputList& list;
+    ~Release() { freeEntries(list); }
+  } release{inputs};
+
+  if (argc > 0 && !readCommandWords(settings, argc, argv, inputs)) return 0;
+  if (!completeFromPorts(*this, settings, inputs)) return 0;
+  if (inputs.isEmpty()) {
+    console().printf("please specify input and output");
+    return 0;
+  }
+  const char* format = settings.format.getString();
+  if (settings.format.isEmpty() || sameLabel(format, "unknown") || (sameLabel(format, "Raw Data") && settings.argc == 0)) {
+    settings.format = "Raw Data";
+    settings.argc = 1;
+  }
+  UxFileFormat* record = UxFileFormat::getFileFormatByLabel(settings.format.getString());
+
+  Conversion conversion{*this, settings, inputs, TbFilename(settings.outName.c_str()), RawDescription()};
+  conversion.outFile.removeExtension();
+  conversion.outFile += force311Format ? ".km" : ".lda";
+  output.setFilename(conversion.outFile.getString(), nullptr);
+
+  int result = 0;
+  if (!force311Format && record && record->ldaConvertible) {
+    bool cancelled = false;
+    result = conversion.tiled(cancelled);
+    if (cancelled) return -1;
+  } else {
+    infoOnly = false;
+  }
+  if (result == 0) result = conversion.diskData();
+  reportResult(result);
+  return result;
+}

@@ -1,0 +1,21 @@
+#include "convert/InputList.h"
+
+#include <cstdlib>
+
+namespace {
+bool contains(const InputList& list, const char* entry) {
+  for (int i = 0; i < list.size(); ++i)
+    if (list[i] == entry) return true;
+  return false;
+}
+}  // namespace
+
+void freeEntriesNotIn(const InputList& list, const InputList& keep) {
+  for (int i = 0; i < list.size(); ++i)
+    if (!contains(keep, list[i])) std::free(list[i]);
+}
+
+void freeEntries(InputList& list) {
+  for (int i = 0; i < list.size(); ++i) std::free(list[i]);
+  list.clear();
+}

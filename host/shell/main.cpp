@@ -1,0 +1,97 @@
+// korin: the host's command shell. See docs/korin-shell.md.
+#include <unistd.h>
+
+#include <QApplication>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "host/SoDataCompressors.h"
+#include "host/UxQuestionAnswerer.h"
+#include "host/shell/KorinShell.h"
+#include "host/shell/QtEnvironment.h"
+
+namespace {
+
+const char kUsage[] =
+    "usage: korin [FILE.tcl [ARG ...]]\n"
+    "       korin -e SCRIPT [ARG ...]\n"
+    "Without a file the script is read from standard input, or typed at a\n"
+    "prompt when standard input is a terminal.\n";
+
+enum class Source { INTERACTIVE, STDIN, FILE, STRING };
+
+struct Options {
+  Source source = Source::STDIN;
+  std::string text;  // the file name or the script
+  std::string argv0;
+  std::vector<std::string> args;
+};
+
+// Returns 0 to go on, else the exit status (usage asked for or misused).
+int parseOptions(int argc, char** argv, Options& options) {
+  options.argv0 = argv[0];
+  int first = 1;
+  if (argc > 1 && (std::strcmp(argv[1], "-h") == 0 || std::strcmp(argv[1], "--help") == 0)) {
+    std::fputs(kUsage, stdout);
+    return -1;
+  }
+  if (argc > 1 && std::strcmp(argv[1], "-e") == 0) {
+    if (argc < 3) {
+      std::fputs(kUsage, stderr);
+      return 2;
+    }
+    options.source = Source::STRING;
+    options.text = argv[2];
+    first = 3;
+  } else if (argc > 1) {
+    options.source = Source::FILE;
+    options.text = options.argv0 = argv[1];
+    first = 2;
+  } else if (isatty(STDIN_FILENO)) {
+    options.source = Source::INTERACTIVE;
+  }
+  options.args.assign(argv + first, argv + argc);
+  return 0;
+}
+
+int run(KorinShell& shell, const Options& options) {
+  shell.setScriptArguments(options.argv0, options.args);
+  shell.loadPackages();
+  switch (options.source) {
+    case Source::FILE: return shell.runFile(options.text.c_str());
+    case Source::STRING: return shell.runScript(options.text.c_str());
+    case Source::INTERACTIVE: return shell.runInteractive();
+    case Source::STDIN: break;
+  }
+  return shell.runStdin();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  const int early = parseOptions(argc, argv, options);
+  if (early) return early < 0 ? 0 : early;
+
+  prepareQtEnvironment();
+  // Qt would take options such as -style out of the script's arguments.
+  static int qtArgc = 1;
+  static char* qtArgv[] = {argv[0], nullptr};
+  auto* application = new QApplication(qtArgc, qtArgv);
+  // Question boxes are answered from the script in batch runs, never waited on.
+  UxQuestionAnswerer::install();
+  // The data compressors a package may list exist before any package loads.
+  initDataCompressors();
+
+  int status = 0;
+  {
+    KorinShell shell(argv[0], [application] { delete application; });
+    status = run(shell, options);
+  }
+  delete application;
+  Tcl_Finalize();
+  return status;
+}

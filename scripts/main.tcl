@@ -1,0 +1,37 @@
+# The main job: converts a generated raw volume into a disk-data set with the
+# converter module, reopens it, reads it at subsamplings 1, 2, 4 and 8 and
+# writes a preview of its middle slice at each.
+#   korin scripts/main.tcl FOLDER RAWFILE X Y Z
+lassign $argv folder raw nx ny nz
+file mkdir $folder
+
+set converter [create UxConvertToDiskData]
+$converter forceKorin311Format 1
+set result [$converter convertToDiskData -format "Raw Data" -lda $folder/phantom \
+    -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
+    -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw]
+if {$result != 1} { error "conversion failed with result $result" }
+puts "converted $raw ([file size $raw] bytes) into $folder/phantom.km"
+
+set data [load $folder/phantom.km]
+puts "reopened $data: [$data getDims] samples of [$data getPrimType], writable [$data isWritable]"
+
+proc stats {file} {
+  set f [open $file rb]; set bytes [read $f]; close $f
+  binary scan $bytes su* values
+  set sum 0; set max 0
+  foreach v $values { incr sum $v; if {$v > $max} { set max $v } }
+  return [format "mean %.1f, max %d" [expr {double($sum) / [llength $values]}] $max]
+}
+
+foreach s {1 2 4 8} {
+  set sx [expr {$nx / $s}]; set sy [expr {$ny / $s}]; set sz [expr {$nz / $s}]
+  set box $folder/sub$s.raw
+  set start [clock milliseconds]
+  $data readBox $box 0 0 0 $sx $sy $sz $s $s $s
+  set took [expr {[clock milliseconds] - $start}]
+  $data preview $folder/slice-sub$s.png z [expr {$nz / 2}] $s
+  puts [format "subsampling %d: %d x %d x %d samples in %d ms (%s), preview %s" \
+      $s $sx $sy $sz $took [stats $box] $folder/slice-sub$s.png]
+  file delete $box
+}

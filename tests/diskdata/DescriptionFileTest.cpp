@@ -1,0 +1,194 @@
+// The description file: what is written, what the reader requires, and where
+// it finds the block files.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <memory>
+
+#include "diskdata/UxDiskData.h"
+#include "host/KorinMesh.h"
+#include "host/UxObjectPool.h"
+#include "support/ConsoleCapture.h"
+#include "support/TempDir.h"
+#include "support/Unprivileged.h"
+
+namespace {
+
+const float kBox[6] = {0, 1, 0, 2, 0, 3};
+const int kDims[3] = {40, 20, 10};
+
+void makeSet(const std::string& description, const char* blockFiles = nullptr) {
+  UxDiskData* data = UxDiskData::create(description.c_str(), blockFiles, kDims, 2, TbPrimType::INT16, kBox);
+  ASSERT_TRUE(data);
+  data->unref();
+}
+
+std::unique_ptr<KorinMesh> readMesh(const std::string& path) { return std::unique_ptr<KorinMesh>(KorinMesh::read(path.c_str())); }
+
+// Reads a description the way the host does; the new object, or null.
+UxDiskData* open(const std::string& path) {
+  auto mesh = readMesh(path);
+  if (!mesh) return nullptr;
+  UxObjectPool* pool = UxObjectPool::getThePool();
+  const unsigned long before = pool->getAdditionCount();
+  if (!UxDiskData::readKorinMesh(mesh.get(), path.c_str())) return nullptr;
+  return pool->getAdditionCount() == before ? nullptr : static_cast<UxDiskData*>(pool->getNewest());
+}
+
+TEST(DescriptionFile, HoldsTheShapeAndNoDataFilePathBesideItsBlocks) {
+  TempDir dir;
+  makeSet(dir.file("head.km"));
+  auto mesh = readMesh(dir.file("head.km"));
+  ASSERT_TRUE(mesh);
+  EXPECT_EQ(mesh->dataSection.size(), 0);
+  const char* text = nullptr;
+  ASSERT_TRUE(mesh->findString("ContentType", text));
+  EXPECT_STREQ(text, "UxDiskData");
+  EXPECT_FALSE(mesh->findString("DataFilePath", text));
+  int dims[3], blocking[3], nDataVar = 0, primType = -1;
+  float box[6];
+  ASSERT_TRUE(mesh->findNum("Dims", 3, dims));
+  ASSERT_TRUE(mesh->findNum("Blocking", 3, blocking));
+  ASSERT_TRUE(mesh->findNum("nDataVar", 1, &nDataVar));
+  ASSERT_TRUE(mesh->findNum("primType", 1, &primType));
+  ASSERT_TRUE(mesh->findReal("BoundingBox", 6, box));
+  EXPECT_EQ(dims[0], 40);
+  EXPECT_EQ(dims[2], 10);
+  EXPECT_EQ(blocking[1], 16);
+  EXPECT_EQ(nDataVar, 2);
+  EXPECT_EQ(primType, TbPrimType::INT16);
+  EXPECT_EQ(box[5], 3.0f);
+}
+
+TEST(DescriptionFile, ReopensAndServesWhatWasWritten) {
+  TempDir dir;
+  const std::string name = dir.file("v.km");
+  makeSet(name);
+  UxDiskData* data = open(name);
+  ASSERT_TRUE(data);
+  EXPECT_STREQ(data->formatName, "Korin DiskData");
+  EXPECT_EQ(data->getNDataVar(), 2);
+  EXPECT_EQ(data->isWritable(), 1);
+  float box[6];
+  data->getBoundingBox(box);
+  EXPECT_EQ(box[3], 2.0f);
+  std::vector<int16_t> samples(40 * 20 * 10 * 2);
+  for (size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<int16_t>(i % 3000 - 1500);
+  UxExternalData::BlockRequest request;
+  request.data = samples.data();
+  for (int a = 0; a < 3; ++a) request.size[a] = request.bufferSize[a] = kDims[a];
+  ASSERT_EQ(data->putBlock(&request), 1);
+  UxObjectPool::getThePool()->remove(data);
+
+  data = open(name);
+  ASSERT_TRUE(data);
+  std::vector<int16_t> back(samples.size());
+  request.data = back.data();
+  ASSERT_EQ(data->getBlock(&request), 1);
+  EXPECT_EQ(back, samples);
+  UxObjectPool::getThePool()->remove(data);
+}
+
+TEST(DescriptionFile, AnAbsoluteDataFilePathLetsTheDescriptionMove) {
+  TempDir dir;
+  const std::string blocks = dir.file("store/vol####.blk");
+  mkdir(dir.file("store").c_str(), 0755);
+  makeSet(dir.file("first.km"), blocks.c_str());
+  EXPECT_TRUE(fileExists(dir.file("store/vol0000.blk")));
+  EXPECT_TRUE(fileExists(dir.file("store/volSUPR.blk")));
+  mkdir(dir.file("elsewhere").c_str(), 0755);
+  ASSERT_EQ(rename(dir.file("first.km").c_str(), dir.file("elsewhere/moved.km").c_str()), 0);
+  UxDiskData* data = open(dir.file("elsewhere/moved.km"));
+  ASSERT_TRUE(data);
+  EXPECT_STREQ(data->dataFilePath.getString(), blocks.c_str());
+  UxObjectPool::getThePool()->remove(data);
+}
+
+TEST(DescriptionFile, RequiredParametersAndTheirMessages) {
+  TempDir dir;
+  ConsoleCapture console;
+  const std::string name = dir.file("p.km");
+  makeSet(name);
+  auto mesh = readMesh(name);
+  mesh->remove("BoundingBox");
+  EXPECT_EQ(UxDiskData::readKorinMesh(mesh.get(), name.c_str()), 0);
+  const float five[5] = {0, 1, 0, 1, 0};
+  mesh->set("BoundingBox", 5, five);  // fewer than six values
+  EXPECT_EQ(UxDiskData::readKorinMesh(mesh.get(), name.c_str()), 0);
+  EXPECT_TRUE(console.lines.empty());
+
+  mesh = readMesh(name);
+  ::unlink((name + "-SUPR.dat").c_str());
+  EXPECT_EQ(UxDiskData::readKorinMesh(mesh.get(), name.c_str()), 0);
+  EXPECT_TRUE(console.saw("Error opening " + name + " or one of it's data files"));
+}
+
+TEST(DescriptionFile, ExtraParametersTravelAndTheTableWins) {
+  TempDir dir;
+  const std::string name = dir.file("x.km");
+  makeSet(name);
+  UxDiskData* data = open(name);
+  ASSERT_TRUE(data);
+  UxParamBundle extra;
+  extra.set("Comment", "scanned on Tuesday", 0);
+  extra.set("ContentType", "Something", 0);
+  const int wrongDims[3] = {1, 1, 1};
+  extra.set("Dims", 3, wrongDims);
+  extra.bundle("Acquisition", 1)->set("Voltage", 120);
+  ASSERT_EQ(data->saveParameters(extra), 1);
+  UxObjectPool::getThePool()->remove(data);
+
+  auto mesh = readMesh(name);
+  const char* text = nullptr;
+  ASSERT_TRUE(mesh->findString("Comment", text));
+  EXPECT_STREQ(text, "scanned on Tuesday");
+  ASSERT_TRUE(mesh->findString("ContentType", text));
+  EXPECT_STREQ(text, "UxDiskData");
+  int dims[3];
+  ASSERT_TRUE(mesh->findNum("Dims", 3, dims));
+  EXPECT_EQ(dims[0], 40);
+  int voltage = 0;
+  ASSERT_TRUE(mesh->bundle("Acquisition")->findNum("Voltage", 1, &voltage));
+  EXPECT_EQ(voltage, 120);
+
+  data = open(name);  // the unknown parameters come with the object
+  ASSERT_TRUE(data);
+  ASSERT_TRUE(data->parameters().findString("Comment", text));
+  EXPECT_STREQ(text, "scanned on Tuesday");
+  UxObjectPool::getThePool()->remove(data);
+}
+
+// Block files the user may not write make a read-only set; its description
+// can still be rewritten where the description file itself is writeable.
+TEST(DescriptionFile, ReadOnlySetStillSavesItsParameters) {
+  TempDir dir;
+  const std::string folder = dir.file("shared");
+  mkdir(folder.c_str(), 0777);
+  chmod(folder.c_str(), 0777);
+  const std::string name = folder + "/ro.km";
+  makeSet(name);
+  chmod((name + "-0000.dat").c_str(), 0444);
+  chmod((name + "-SUPR.dat").c_str(), 0444);
+  chmod(name.c_str(), 0666);
+  int result = runUnprivileged([&] {
+    UxDiskData* data = open(name);
+    if (!data) return 10;
+    if (data->isWritable()) return 11;
+    UxExternalData::BlockRequest request;
+    int16_t sample = 5;
+    request.data = &sample;
+    for (int a = 0; a < 3; ++a) request.size[a] = request.bufferSize[a] = 1;
+    if (data->putBlock(&request)) return 12;
+    UxParamBundle extra;
+    extra.set("Note", "read-only", 0);
+    if (data->saveParameters(extra) != 1) return 13;
+    return 0;
+  });
+  EXPECT_EQ(result, 0);
+  auto mesh = readMesh(name);
+  const char* note = nullptr;
+  ASSERT_TRUE(mesh && mesh->findString("Note", note));
+  EXPECT_STREQ(note, "read-only");
+}
+
+}  // namespace

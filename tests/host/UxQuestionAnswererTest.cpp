@@ -1,0 +1,128 @@
+// Qt's own question boxes, asked the way the package asks them, answered from
+// outside by the host's watcher on a real (offscreen) application.
+#include "host/UxQuestionAnswerer.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/UxBatchAnswers.h"
+#include "support/ConsoleCapture.h"
+
+namespace {
+
+// One application for the whole program, as Qt allows; it has to exist before
+// any box, with no display to draw on.
+QApplication* application() {
+  static QApplication* app = [] {
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    setenv("QT_LOGGING_RULES", "default.warning=false", 0);
+    const std::string runtime = "/tmp/korin-test-runtime-" + std::to_string(getuid());
+    mkdir(runtime.c_str(), 0700);
+    chmod(runtime.c_str(), 0700);
+    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 0);
+    static int argc = 1;
+    static char name[] = "test_host";
+    static char* argv[] = {name, nullptr};
+    return new QApplication(argc, argv);
+  }();
+  return app;
+}
+
+class QuestionAnswererTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    application();
+    UxQuestionAnswerer::install();
+    UxQuestionAnswerer::install();  // a second call must not answer twice
+  }
+  // A broken watcher must fail the test rather than hang it: after a while a
+  // box still open is closed with its escape answer.
+  void guardAgainstHanging() {
+    guard = std::make_unique<QTimer>();
+    guard->setSingleShot(true);
+    QObject::connect(guard.get(), &QTimer::timeout, [this] {
+      if (QWidget* open = QApplication::activeModalWidget()) {
+        hung = true;
+        open->close();
+      }
+    });
+    guard->start(20000);
+  }
+  QMessageBox::StandardButton ask() {
+    guardAgainstHanging();
+    return QMessageBox::question(nullptr, "Overwrite", "The file exists. Overwrite it?",
+                                 QMessageBox::Yes | QMessageBox::No);
+  }
+  ConsoleCapture console;
+  bool hung = false;
+  std::unique_ptr<QTimer> guard;
+};
+
+TEST_F(QuestionAnswererTest, AQueuedYesIsClickedAndSaid) {
+  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"YES"});
+  EXPECT_EQ(ask(), QMessageBox::Yes);
+  EXPECT_FALSE(hung);
+  EXPECT_EQ(console.lines, (std::vector<std::string>{
+                               "question: The file exists. Overwrite it? [Yes/No]",
+                               "answer: Yes (script)"}));
+  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::QUESTION), 0);
+}
+
+TEST_F(QuestionAnswererTest, AQueuedNoIsClickedAndAnswersAreTakenInTurn) {
+  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"no"});
+  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"yes"});
+  EXPECT_EQ(ask(), QMessageBox::No);
+  EXPECT_EQ(ask(), QMessageBox::Yes);
+  EXPECT_FALSE(hung);
+  EXPECT_EQ(console.count("answer: "), 2);
+  EXPECT_TRUE(console.saw("answer: No (script)"));
+}
+
+TEST_F(QuestionAnswererTest, WithNothingQueuedTheAnswerIsNo) {
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});  // not a question answer
+  EXPECT_EQ(ask(), QMessageBox::No);
+  EXPECT_FALSE(hung);
+  EXPECT_EQ(console.lines.back(), "answer: No (default)");
+  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::WARNING), 1);
+}
+
+TEST_F(QuestionAnswererTest, AnAnswerNamingNoButtonFallsBackToTheDefault) {
+  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"maybe"});
+  EXPECT_EQ(ask(), QMessageBox::No);
+  EXPECT_EQ(console.lines.back(), "answer: No (default, the script's answer matched no button)");
+  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::QUESTION), 0);
+}
+
+TEST_F(QuestionAnswererTest, ABoxWithoutNoTakesItsEscapeButton) {
+  guardAgainstHanging();
+  const auto chosen = QMessageBox::warning(nullptr, "Disk", "Little space is left.",
+                                           QMessageBox::Ok | QMessageBox::Cancel);
+  EXPECT_EQ(chosen, QMessageBox::Cancel);
+  EXPECT_FALSE(hung);
+  EXPECT_TRUE(console.saw("question: Little space is left. [Ok/Cancel]"));
+  EXPECT_EQ(console.lines.back(), "answer: Cancel (default)");
+}
+
+TEST_F(QuestionAnswererTest, CustomButtonsAreNamedByTheirText) {
+  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"keep both"});
+  guardAgainstHanging();
+  QMessageBox box(QMessageBox::Question, "Conflict", "Both files differ.");
+  QPushButton* keep = box.addButton("&Keep both", QMessageBox::AcceptRole);
+  box.addButton(QMessageBox::Discard);
+  box.exec();
+  EXPECT_EQ(box.clickedButton(), keep);
+  EXPECT_FALSE(hung);
+  EXPECT_EQ(console.lines.back(), "answer: Keep both (script)");
+}
+
+}  // namespace

@@ -1,0 +1,107 @@
+// The disk-data package loaded by the real shell through dlopen, driven by
+// Tcl scripts as a user would: create, write, reopen, read at subsamplings.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KorinProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+KorinProcess withPackage() {
+  KorinProcess korin;
+  korin.setEnv("KORIN_PACKAGE_PATH", KORIN_BUILD_DIR);
+  return korin;
+}
+
+// Writes a 64 x 48 x 20 int16 ramp with the object's writeBox, as a helper proc.
+const char kWriteRamp[] =
+    "proc writeRamp {object file} {\n"
+    "  set f [open $file wb]\n"
+    "  for {set z 0} {$z < 20} {incr z} { for {set y 0} {$y < 48} {incr y} {\n"
+    "    set row {}\n"
+    "    for {set x 0} {$x < 64} {incr x} { lappend row [expr {$x + 2*$y + 3*$z - 100}] }\n"
+    "    puts -nonewline $f [binary format s* $row] } }\n"
+    "  close $f\n"
+    "  $object writeBox $file 0 0 0 64 48 20\n"
+    "}\n"
+    "proc sample {file index} {\n"
+    "  set f [open $file rb]; set bytes [read $f]; close $f\n"
+    "  binary scan $bytes s* values\n"
+    "  return [lindex $values $index]\n"
+    "}\n";
+
+TEST(DiskDataScenario, HookCreatesWritesReopensAndReadsCoarse) {
+  TempDir dir;
+  const ShellRun run = withPackage().runScript(
+      std::string(kWriteRamp) +
+      "answer file " + dir.file("ramp.km") + "\n"
+      "set d [newLattice -ondisk 1 int16 64 48 20 0 63 0 47 0 19]\n"
+      "puts \"$d [$d getDims] [$d getPrimType] [$d isWritable]\"\n"
+      "writeRamp $d " + dir.file("ramp.raw") + "\n"
+      "remove $d\n"
+      "set e [load " + dir.file("ramp.km") + "]\n"
+      "puts \"$e [$e getBoundingBox] [$e getFormatName]\"\n"
+      "$e readBox " + dir.file("full.raw") + " 0 0 0 64 48 20\n"
+      "puts [sample " + dir.file("full.raw") + " [expr {(19*48 + 47)*64 + 63}]]\n"
+      // Subsampling 2: the sample (1, 1, 1) averages x 2..3, y 2..3, z 2..3 of the ramp.
+      "$e readBox " + dir.file("half.raw") + " 0 0 0 32 24 10 2 2 2\n"
+      "puts [sample " + dir.file("half.raw") + " [expr {(1*24 + 1)*32 + 1}]]\n"
+      "$e readBox " + dir.file("eighth.raw") + " 0 0 0 8 6 2 8 8 8\n"
+      "puts [file size " + dir.file("eighth.raw") + "]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  // x + 2y + 3z - 100 at (63, 47, 19) is 114; at the mean of (2.5, 2.5, 2.5) it is 15 - 100 = -85.
+  EXPECT_NE(run.out.find("ramp.km 64 48 20 int16 1\n"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("ramp.km 0 63 0 47 0 19 Korin DiskData\n114\n-85\n192\n"), std::string::npos)
+      << run.out;
+}
+
+TEST(DiskDataScenario, CreateDiskDataCommandAndItsRefusals) {
+  TempDir dir;
+  const std::string make = "set d [newLattice -ondisk 1 uint8 8 8 8]\n";
+  const ShellRun run = withPackage().runScript(
+      "answer file " + dir.file("first.km") + "\n" + make +
+      "puts [$d createDiskData " + dir.file("second.km") + " " + dir.file("blocks") + " 64 64 32 1 uint16]\n"
+      "puts [second.km getPrimType]\n"
+      "puts [$d createDiskData " + dir.file("third.km") + " " + dir.file("third.km") + " 4 4 4 2 5]\n"
+      "puts [third.km getPrimType]\n"
+      "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1 7} r]<$r>\n"
+      "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1} r]<$r>\n"
+      "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 0 uint8} r]<$r>\n"
+      "puts [catch {$d frobnicate} r]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("second.km\nuint16\nthird.km\nuint16\n1<>\n1<wrong # args for \"createDiskData\">\n"),
+            std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("UxDiskData::create ():nDataVar <= 0"), std::string::npos);
+  EXPECT_TRUE(fileExists(dir.file("blocks-0000.dat")));
+  EXPECT_FALSE(fileExists(dir.file("x.km")));
+}
+
+TEST(DiskDataScenario, AMovedDescriptionFindsItsBlocksAndAMissingOneIsReported) {
+  TempDir dir;
+  const ShellRun run = withPackage().runScript(
+      "answer file " + dir.file("a.km") + "\n"
+      "set d [newLattice -ondisk 1 uint8 8 8 8]\n"
+      "$d createDiskData " + dir.file("moving.km") + " " + dir.file("store") + " 16 16 16 1 uint8\n"
+      "file rename " + dir.file("moving.km") + " " + dir.file("moved.km") + "\n"
+      "puts [[load " + dir.file("moved.km") + "] getDims]\n"
+      "file delete " + dir.file("store-SUPR.dat") + "\n"
+      "puts [catch {load " + dir.file("moved.km") + "}]\n"
+      "set m [load " + dir.file("a.km") + "]\n"
+      "puts [catch {$m readBox " + dir.file("r.raw") + " 0 0 0 2 2 2 3 3 3}]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("16 16 16\n"), std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("Error opening " + dir.file("moved.km") + " or one of it's data files\n"), std::string::npos)
+      << run.out;
+  EXPECT_NE(run.out.find("only 2^n subsampling allowed"), std::string::npos) << run.out;
+}
+
+TEST(DiskDataScenario, TheFileDialogCancelledCreatesNothing) {
+  const ShellRun run = withPackage().runScript("puts [catch {newLattice -ondisk 1 uint8 8 8 8}]\nputs [list]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("1\n\n"), std::string::npos) << run.out;
+}
+
+}  // namespace

@@ -1,0 +1,37 @@
+#pragma once
+// Runs the real korin executable as a child process: arguments, a few
+// environment changes, standard input from a text, and standard output and
+// error collected through files in a temporary folder.
+#include <map>
+#include <string>
+#include <vector>
+
+struct ShellRun {
+  int status = -1;  // the exit status, or 128 + the signal that ended it
+  std::string out;
+  std::string err;
+};
+
+class KorinProcess {
+ public:
+  // No display and, unless a test says otherwise, no packages at all.
+  KorinProcess();
+
+  KorinProcess& setEnv(const std::string& name, const std::string& value);
+  KorinProcess& withTestPackages();
+  KorinProcess& withBrokenPackages();
+  KorinProcess& input(const std::string& text);
+
+  ShellRun run(const std::vector<std::string>& args) const;
+  // Writes the script to a file of the temporary folder and runs it.
+  ShellRun runScript(const std::string& script, const std::vector<std::string>& args = {}) const;
+  std::string file(const std::string& name) const;
+
+  static std::string executable();
+
+ private:
+  std::map<std::string, std::string> changes;
+  std::vector<std::string> unset;
+  std::string stdinText;
+  std::string folder;
+};
