@@ -163,6 +163,8 @@ struct RawDescription {
 
 namespace {
 
+const int kImageDescriptionWords = 9;  // -bbox b1 .. b6 -channel c
+
 // Words for the image reader: handed on only when they begin with the image
 // description ("-bbox ..."), so that plain file names still get the dialog.
 int imageWordCount(const Settings& s) {
@@ -175,6 +177,7 @@ struct Conversion {
   InputList& inputs;
   TbFilename outFile;
   RawDescription raw;
+  bool imageDescribed = false;
 
   // Runs the host's tiled converter after the description step. A result of 0
   // asks for the disk-data path; `cancelled` means the description was not had.
@@ -202,6 +205,8 @@ struct Conversion {
         cancelled = true;
         return -1;
       }
+      imageDescribed = true;
+      dropDescriptionWords(argc);
     }
     int result = 0;
     if (m.convertMethod == 10) {
@@ -218,6 +223,24 @@ struct Conversion {
     return result;
   }
 
+  // The image words ahead of the file names (-bbox b1..b6 -channel c) belong
+  // to the description, not to the files the tiled converter receives.
+  void dropDescriptionWords(int argc) {
+    for (int i = 0; argc > 0 && i < kImageDescriptionWords && inputs.size() > 0; ++i) {
+      std::free(inputs[0]);
+      inputs.remove(0);
+    }
+  }
+
+  // Converts a stack the tiled path described into disk data with that same
+  // description, so the user is not asked twice.
+  int convertDescribedImages() {
+    module.reuseImageDescription = true;
+    const int result = module.readerImg2UxDiskData(inputs, outFile.getString(), 0, nullptr);
+    module.reuseImageDescription = false;
+    return result;
+  }
+
   int rawConversion() {
     UxConvertToDiskData& m = module;
     if (raw.isRaw)
@@ -229,6 +252,7 @@ struct Conversion {
   int diskData() {
     const char* format = settings.format.getString();
     if (isImageFormat(format)) {
+      if (imageDescribed) return convertDescribedImages();
       const int argc = imageWordCount(settings);
       return module.readerImg2UxDiskData(inputs, outFile.getString(), argc, argc ? settings.argv : nullptr);
     }

@@ -165,7 +165,12 @@ int UxConvertToDiskData::readerImg2UxDiskData(InputList files, const char* outNa
   stack.height = size[1];
   stack.channels = size[2];
   stack.pixelType = pixels.primType;
-  if (stack.box[0] < 0 && !askDialog(files, stack)) return 0;
+  if (reuseImageDescription) {
+    for (int i = 0; i < 6; ++i) stack.box[i] = rawBox[i];
+    stack.option = convertMethod;
+  } else if (stack.box[0] < 0 && !askDialog(files, stack)) {
+    return 0;
+  }
   if (infoOnly) {
     rawDims[0] = stack.width;
     rawDims[1] = stack.height;

@@ -1,5 +1,6 @@
 // KorinMesh volumes: the first plain three-dimensional data section is
 // streamed straight from the file into a new disk-data set.
+#include <cstring>
 #include <memory>
 
 #include "convert/InputList.h"
@@ -30,14 +31,25 @@ const KorinMesh::DataSection* firstVolume(const KorinMesh& mesh) {
   }
   return nullptr;
 }
+
+// Words other than the file names: the driver hands the file names on among
+// the command's words, and only what is left over is ignored.
+bool hasOptions(const InputList& files, int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) {
+    bool isFile = false;
+    for (int f = 0; f < files.size() && !isFile; ++f) isFile = std::strcmp(argv[i], files[f]) == 0;
+    if (!isFile) return true;
+  }
+  return false;
+}
 }  // namespace
 
-int UxConvertToDiskData::readerKorinMesh2UxDiskData(InputList files, const char* outName, int argc, char**) {
+int UxConvertToDiskData::readerKorinMesh2UxDiskData(InputList files, const char* outName, int argc, char** argv) {
   if (files.size() != 1) {
     console().error("need exactly one file", nullptr, nullptr, nullptr, -1, -1);
     return 0;
   }
-  if (argc != 0) console().printf("ignoring options");
+  if (argc != 0 && hasOptions(files, argc, argv)) console().printf("ignoring options");
   std::unique_ptr<KorinMesh> mesh(readHeader(files[0]));
   if (!mesh) {
     console().printf("Error reading KorinMesh file.");

@@ -74,6 +74,9 @@ class UXDD_API UxConvertToDiskData : public UxModule {
   bool force311Format;
   TbDArray<TbString> compressorNames;
 
+  // Set by the driver while the image reader is to convert with the box and
+  // channel option an earlier description left in rawBox and convertMethod.
+  bool reuseImageDescription = false;
   // The component count of the last raw description, so a conversion after
   // the tiled path was refused needs no second dialog; -1 when unknown.
   int rawNDataVar;

@@ -58,12 +58,13 @@ bool UxWorkArea::onTerminal() const {
 }
 
 void UxWorkArea::begin(const std::string& text, bool busy) {
-  tasks.push_back(Task{text, 0.0f, 0, busy});
+  // Work started without a text still needs a name on the console.
+  tasks.push_back(Task{text.empty() ? "working" : text, 0.0f, 0, busy});
   working = 1;
   if (onTerminal()) {
     showTerminal(tasks.back(), false);
   } else {
-    UxMessage::getTheMsg()->printf("%s ...", text.c_str());
+    UxMessage::getTheMsg()->printf("%s ...", tasks.back().text.c_str());
   }
 }
 

@@ -9,10 +9,13 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <ostream>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
 
+#include "blockstore/BlockFileIO.h"
 #include "convert/UxConvertToDiskData.h"
 #include "diskdata/UxDiskData.h"
 #include "host/KorinMesh.h"
@@ -163,6 +166,8 @@ class StoredSet {
       data = dynamic_cast<UxDiskData*>(pool->getNewest());
     delete mesh;
   }
+  // One the host has already put in the object pool.
+  explicit StoredSet(UxDiskData* inPool) : data(inPool) {}
   ~StoredSet() {
     if (data) UxObjectPool::getThePool()->remove(data);
   }
@@ -228,10 +233,8 @@ template <class T>
 // The set at `description` holds `input`: type, shape, box, every sample at
 // level 0 and the 2x2x2 means at subsampling 2.
 template <class T>
-void expectStored(const std::string& description, const ReferenceVolume<T>& input,
-                  const std::vector<float>& box = {0, 1, 0, 2, 0, 3}) {
-  StoredSet set(description);
-  ASSERT_TRUE(set) << description << " does not open";
+void expectHolds(StoredSet& set, const ReferenceVolume<T>& input, const std::vector<float>& box = {0, 1, 0, 2, 0, 3}) {
+  ASSERT_TRUE(set) << "no disk data";
   EXPECT_EQ(set.data->getPrimType(), primTypeOf<T>());
   EXPECT_EQ(set.data->getNDataVar(), input.nc);
   ASSERT_EQ(set.dims(), (std::vector<int>{input.nx, input.ny, input.nz}));
@@ -239,10 +242,20 @@ void expectStored(const std::string& description, const ReferenceVolume<T>& inpu
   int status = 0;
   const ReferenceVolume<T> level0 = set.readAll<T>(1, &status);
   EXPECT_EQ(status, 1);
-  EXPECT_TRUE(sameSamples(level0, input)) << "level 0 of " << description;
+  EXPECT_TRUE(sameSamples(level0, input)) << "level 0";
   const ReferenceVolume<T> level1 = set.readAll<T>(2, &status);
   EXPECT_EQ(status, 1);
-  EXPECT_TRUE(sameSamples(level1, input.reduced(2, 2, 2))) << "subsampling 2 of " << description;
+  EXPECT_TRUE(sameSamples(level1, input.reduced(2, 2, 2))) << "subsampling 2";
+}
+
+// The set at `description` holds `input`: type, shape, box, every sample at
+// level 0 and the 2x2x2 means at subsampling 2.
+template <class T>
+void expectStored(const std::string& description, const ReferenceVolume<T>& input,
+                  const std::vector<float>& box = {0, 1, 0, 2, 0, 3}) {
+  SCOPED_TRACE(description);
+  StoredSet set(description);
+  expectHolds(set, input, box);
 }
 
 // Stands in for the host's tiled converter: records every call and answers
@@ -323,6 +336,30 @@ class TiledDouble {
   std::vector<std::string> formats;
   std::vector<bool> before;
 };
+
+// Records the reads of one file made through the file seam of the block store
+// and the raw readers, while the object lives (one at a time).
+class ReadRecorder {
+ public:
+  explicit ReadRecorder(const std::string& path);
+  ~ReadRecorder();
+  ReadRecorder(const ReadRecorder&) = delete;
+  ReadRecorder& operator=(const ReadRecorder&) = delete;
+
+  struct Read {
+    int64_t offset;
+    int64_t bytes;
+    bool operator==(const Read& o) const { return offset == o.offset && bytes == o.bytes; }
+  };
+  std::vector<Read> reads;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const ReadRecorder::Read& r) {
+  return out << r.bytes << " bytes at " << r.offset;
+}
+
+// Every file in the folder, by full path.
+std::set<std::string> filesIn(const std::string& folder);
 
 // The lines the console showed, without the progress lines of the work area.
 bool isProgressLine(const std::string& line);

@@ -14,7 +14,6 @@
 #include "ConvertTestSupport.h"
 #include "convert/ChunkPlan.h"
 #include "support/ConsoleCapture.h"
-#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -88,19 +87,14 @@ TEST_F(RawConversion, AHundredSlicesGoInChunksOfSixtyFourAndThirtySix) {
   const auto volume = testVolume<uint8_t>(13, 11, 100);
   const std::string input = dir.file("deep.raw");
   writeRaw(input, volume, 3);
-  std::vector<FileFaults::Access> inputReads;
+  std::vector<ReadRecorder::Read> reads;
   {
-    FileFaults watch;
+    ReadRecorder watch(input);
     EXPECT_EQ(convert(rawWords(13, 11, 100, "uint8", 1, 3, "little", {input})).result, "1");
-    for (const FileFaults::Access& access : watch.reads())
-      if (access.file == input) inputReads.push_back(access);
+    reads = watch.reads;
   }
   const int64_t slice = 13 * 11;
-  ASSERT_EQ(inputReads.size(), 2u);
-  EXPECT_EQ(inputReads[0].offset, 3);
-  EXPECT_EQ(inputReads[0].bytes, 64 * slice);
-  EXPECT_EQ(inputReads[1].offset, 3 + 64 * slice);
-  EXPECT_EQ(inputReads[1].bytes, 36 * slice);
+  EXPECT_EQ(reads, (std::vector<ReadRecorder::Read>{{3, 64 * slice}, {3 + 64 * slice, 36 * slice}}));
   expectStored(out(), volume);
 }
 
@@ -135,17 +129,13 @@ TEST_F(RawConversion, ASliceAboveTwoHundredFiftySixMiBGoesOneSliceAtATime) {
     }
     close(fd);
   }
-  std::vector<FileFaults::Access> inputReads;
+  std::vector<ReadRecorder::Read> reads;
   {
-    FileFaults watch;
+    ReadRecorder watch(input);
     EXPECT_EQ(convert(rawWords(nx, ny, nz, "uint16", 1, 0, "little", {input})).result, "1");
-    for (const FileFaults::Access& access : watch.reads())
-      if (access.file == input) inputReads.push_back(access);
+    reads = watch.reads;
   }
-  ASSERT_EQ(inputReads.size(), 2u);
-  EXPECT_EQ(inputReads[0].bytes, slice);
-  EXPECT_EQ(inputReads[1].offset, slice);
-  EXPECT_EQ(inputReads[1].bytes, slice);
+  EXPECT_EQ(reads, (std::vector<ReadRecorder::Read>{{0, slice}, {slice, slice}}));
 
   StoredSet set(out());
   ASSERT_TRUE(set);
@@ -214,6 +204,33 @@ TEST_F(RawConversion, AnExistingDescriptionIsKeptWhenTheUserSaysNo) {
                                "answer: No (script)", "Error: can't create lda\n", "Error converting files"}));
   EXPECT_EQ(readWholeFile(out()), "precious");
   EXPECT_EQ(madeFiles({dir.file("in.raw")}), std::set<std::string>{out()});
+}
+
+// Converting again over an existing set, the user allowing it, leaves only the
+// new volume in it, at every level.
+TEST_F(RawConversion, AnExistingSetIsReplacedWhenTheUserSaysYes) {
+  const auto first = testVolume<uint16_t>(40, 20, 9);
+  writeRaw(dir.file("first.raw"), first);
+  EXPECT_EQ(convert(rawWords(40, 20, 9, "uint16", 1, 0, "little", {dir.file("first.raw")})).result, "1");
+  auto second = testVolume<uint16_t>(40, 20, 9);
+  for (uint16_t& v : second.values) v = static_cast<uint16_t>(60000 - v);
+  writeRaw(dir.file("second.raw"), second);
+  console.lines.clear();
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});
+  EXPECT_EQ(convert(rawWords(40, 20, 9, "uint16", 1, 0, "little", {dir.file("second.raw")})).result, "1");
+  EXPECT_EQ(console.count("question: "), 3);
+  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::WARNING), 0);
+  expectStored(out(), second);
+
+  // "Yes to All" asks nothing more.
+  writeRaw(dir.file("first.raw"), first);
+  console.lines.clear();
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes to All"});
+  EXPECT_EQ(convert(rawWords(40, 20, 9, "uint16", 1, 0, "little", {dir.file("first.raw")})).result, "1");
+  EXPECT_EQ(console.count("question: "), 1);
+  expectStored(out(), first);
 }
 
 TEST_F(RawConversion, NoComponentsIsRefusedByTheDiskDataSet) {

@@ -17,31 +17,32 @@
 
 #include "host/UxBatchAnswers.h"
 #include "support/ConsoleCapture.h"
+#include "support/TempDir.h"
 
 namespace {
 
-// One application for the whole program, as Qt allows; it has to exist before
-// any box, with no display to draw on.
-QApplication* application() {
-  static QApplication* app = [] {
+class QuestionAnswererTest : public ::testing::Test {
+ protected:
+  // Qt allows one application at a time, and boxes need one, with no display
+  // to draw on. It goes again after the suite, taking the fonts it loaded.
+  static void SetUpTestSuite() {
+    if (QApplication::instance()) return;
+    runtime = std::make_unique<TempDir>();
+    chmod(runtime->path().c_str(), 0700);  // Qt insists on a private folder
+    setenv("XDG_RUNTIME_DIR", runtime->path().c_str(), 0);
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
     setenv("QT_LOGGING_RULES", "default.warning=false", 0);
-    const std::string runtime = "/tmp/korin-test-runtime-" + std::to_string(getuid());
-    mkdir(runtime.c_str(), 0700);
-    chmod(runtime.c_str(), 0700);
-    setenv("XDG_RUNTIME_DIR", runtime.c_str(), 0);
     static int argc = 1;
     static char name[] = "test_host";
     static char* argv[] = {name, nullptr};
-    return new QApplication(argc, argv);
-  }();
-  return app;
-}
-
-class QuestionAnswererTest : public ::testing::Test {
- protected:
+    application = new QApplication(argc, argv);
+  }
+  static void TearDownTestSuite() {
+    delete application;
+    application = nullptr;
+    runtime.reset();
+  }
   void SetUp() override {
-    application();
     UxQuestionAnswerer::install();
     UxQuestionAnswerer::install();  // a second call must not answer twice
   }
@@ -66,6 +67,8 @@ class QuestionAnswererTest : public ::testing::Test {
   ConsoleCapture console;
   bool hung = false;
   std::unique_ptr<QTimer> guard;
+  static QApplication* application;
+  static std::unique_ptr<TempDir> runtime;
 };
 
 TEST_F(QuestionAnswererTest, AQueuedYesIsClickedAndSaid) {
@@ -124,5 +127,8 @@ TEST_F(QuestionAnswererTest, CustomButtonsAreNamedByTheirText) {
   EXPECT_FALSE(hung);
   EXPECT_EQ(console.lines.back(), "answer: Keep both (script)");
 }
+
+QApplication* QuestionAnswererTest::application = nullptr;
+std::unique_ptr<TempDir> QuestionAnswererTest::runtime;
 
 }  // namespace
