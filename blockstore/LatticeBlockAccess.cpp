@@ -83,7 +83,7 @@ int LatticeManager::putBlock(void* data, const int* origin, const int* size, con
     box.bufferOrigin[a] = bufferOrigin[a];
     box.bufferSize[a] = bufferSize[a];
   }
-  if (!fitsBuffer(box) || !blockManager) return 0;
+  if (!fitsBuffer(box) || !blockManager || !blockManager->writable) return 0;
   if (!buffer.resize(blockBytes())) return 0;
 
   const BlockSpan span[3] = {blocksCovering(origin[0], size[0], blocking[0]),

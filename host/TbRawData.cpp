@@ -3,34 +3,31 @@
 #include <cstdint>
 #include <cstring>
 
-void TbRawData::swapBytesWord2(void* data, unsigned long count) {
+namespace {
+// Buffers need not be aligned to their word size: words move through memcpy,
+// which the compiler turns into plain loads and stores.
+template <class Word, class Swap>
+void swapWords(void* data, unsigned long count, Swap swap) {
   auto* bytes = static_cast<unsigned char*>(data);
   for (unsigned long i = 0; i < count; ++i) {
-    uint16_t word;
-    std::memcpy(&word, bytes + 2 * i, 2);
-    word = __builtin_bswap16(word);
-    std::memcpy(bytes + 2 * i, &word, 2);
+    Word word;
+    std::memcpy(&word, bytes + sizeof(Word) * i, sizeof(Word));
+    word = swap(word);
+    std::memcpy(bytes + sizeof(Word) * i, &word, sizeof(Word));
   }
+}
+}  // namespace
+
+void TbRawData::swapBytesWord2(void* data, unsigned long count) {
+  swapWords<uint16_t>(data, count, [](uint16_t w) { return __builtin_bswap16(w); });
 }
 
 void TbRawData::swapBytesWord4(void* data, unsigned long count) {
-  auto* bytes = static_cast<unsigned char*>(data);
-  for (unsigned long i = 0; i < count; ++i) {
-    uint32_t word;
-    std::memcpy(&word, bytes + 4 * i, 4);
-    word = __builtin_bswap32(word);
-    std::memcpy(bytes + 4 * i, &word, 4);
-  }
+  swapWords<uint32_t>(data, count, [](uint32_t w) { return __builtin_bswap32(w); });
 }
 
 void TbRawData::swapBytesWord8(void* data, unsigned long count) {
-  auto* bytes = static_cast<unsigned char*>(data);
-  for (unsigned long i = 0; i < count; ++i) {
-    uint64_t word;
-    std::memcpy(&word, bytes + 8 * i, 8);
-    word = __builtin_bswap64(word);
-    std::memcpy(bytes + 8 * i, &word, 8);
-  }
+  swapWords<uint64_t>(data, count, [](uint64_t w) { return __builtin_bswap64(w); });
 }
 
 void TbRawData::swapBytes(TbTypedPointer data, unsigned long count) {

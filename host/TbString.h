@@ -1,6 +1,7 @@
 #pragma once
 // TbString: the host's string. Always holds a terminated C string (empty, never
 // null). printf replaces the content with the formatted text.
+#include <cstdarg>
 #include <string>
 
 class TbString {
@@ -16,6 +17,7 @@ class TbString {
   bool isEmpty() const { return text.empty(); }
 
   TbString& printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+  TbString& vprintf(const char* format, va_list args);
   TbString& operator=(const char* s) {
     text = s ? s : "";
     return *this;

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <vector>
 
+#include "host/TbString.h"
 #include "host/UxBatchAnswers.h"
 
 namespace {
@@ -66,15 +67,10 @@ void UxMessage::showLine(const std::string& text) {
 void UxMessage::printf(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  va_list again;
-  va_copy(again, args);
-  int length = std::vsnprintf(nullptr, 0, format, args);
+  TbString text;
+  text.vprintf(format, args);
   va_end(args);
-  std::string text(length > 0 ? static_cast<size_t>(length) + 1 : 1, '\0');
-  if (length > 0) std::vsnprintf(&text[0], text.size(), format, again);
-  va_end(again);
-  text.resize(length > 0 ? static_cast<size_t>(length) : 0);
-  showLine(text);
+  showLine(text.str());
 }
 
 int UxMessage::ask(const char* kind, const char* text, const char* const* buttons) {

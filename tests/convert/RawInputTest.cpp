@@ -150,7 +150,9 @@ TEST_F(RawConversion, ASliceAboveTwoHundredFiftySixMiBGoesOneSliceAtATime) {
           bool other = false;  // another chosen sample inside this box
           for (const Sample& o : samples)
             other |= &o != &s && origin[0] + x == o.x && origin[1] + y == o.y && z == o.z;
-          if (!other) EXPECT_EQ(box.at(x, y, z), here ? s.value : 0) << s.x << "," << s.y << "," << s.z;
+          if (!other) {
+            EXPECT_EQ(box.at(x, y, z), here ? s.value : 0) << s.x << "," << s.y << "," << s.z;
+          }
         }
   }
   // At subsampling 2: 2x2x2 means, samples beyond the last row counting as 0.

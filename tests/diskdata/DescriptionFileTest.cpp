@@ -175,8 +175,8 @@ TEST(DescriptionFile, ReadOnlySetStillSavesItsParameters) {
     if (!data) return 10;
     if (data->isWritable()) return 11;
     UxExternalData::BlockRequest request;
-    int16_t sample = 5;
-    request.data = &sample;
+    int16_t sample[2] = {5, 6};  // one sample of two components
+    request.data = sample;
     for (int a = 0; a < 3; ++a) request.size[a] = request.bufferSize[a] = 1;
     if (data->putBlock(&request)) return 12;
     UxParamBundle extra;
