@@ -5,7 +5,10 @@
 
 #include <cerrno>
 
+#include "host/TbAssertionHandlerInit.h"
+
 namespace {
+TbAssertionHandlerInit assertionHandler;
 
 int posixOpen(const char* path, int flags, int mode) { return ::open(path, flags, mode); }
 

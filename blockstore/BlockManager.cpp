@@ -6,11 +6,14 @@
 #include <cstring>
 
 #include "blockstore/BlockFileIO.h"
+#include "host/TbAssertionHandlerInit.h"
 #include "host/TbRawData.h"
 #include "host/TbString.h"
 #include "host/UxMessage.h"
 
 namespace {
+TbAssertionHandlerInit assertionHandler;
+
 const int kDefaultMaxFileSize = 1073741824;  // 1 GiB
 const int kMaxFiles = 10000;                 // four characters number the files
 const char kValidsMagic[8] = {'B', 'L', 'C', 'K', '0', '0', '0', '1'};

@@ -4,10 +4,12 @@
 
 #include "blockstore/BlockWalk.h"
 #include "blockstore/LatticeManager.h"
+#include "host/TbAssertionHandlerInit.h"
 #include "host/TbMemory.h"
 #include "host/TbRawData.h"
 
 namespace {
+TbAssertionHandlerInit assertionHandler;
 
 // A box and the buffer that holds it, at the resolution of one transfer.
 struct BoxInBuffer {

@@ -2,6 +2,12 @@
 
 #include <cstring>
 
+#include "host/TbAssertionHandlerInit.h"
+
+namespace {
+TbAssertionHandlerInit assertionHandler;
+}  // namespace
+
 LatticeManager::LatticeManager(const int* dims_, const int* blocking_, int nDataVar_,
                                TbPrimType primType_)
     : blockManager(nullptr), primType(primType_), nDataVar(nDataVar_), numBlocks(0), numLevels(0) {

@@ -3,7 +3,12 @@
 #include <cstring>
 
 #include "blockstore/LatticeManager.h"
+#include "host/TbAssertionHandlerInit.h"
 #include "host/TbMemory.h"
+
+namespace {
+TbAssertionHandlerInit assertionHandler;
+}  // namespace
 
 int LatticeManager::updateBlock(int* idx, int level) {
   if (level <= 0 || !blockManager || !blockManager->writable) return 0;

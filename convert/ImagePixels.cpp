@@ -2,7 +2,10 @@
 
 #include <cstring>
 
+#include "host/TbAssertionHandlerInit.h"
+
 namespace {
+TbAssertionHandlerInit assertionHandler;
 
 enum { MAXIMUM = 0, WEIGHTED = 1, FIRST = 2, SECOND = 3, THIRD = 4, ALPHA = 5, COLORFIELD = 10 };
 

@@ -2,7 +2,11 @@
 
 #include <cstdlib>
 
+#include "host/TbAssertionHandlerInit.h"
+
 namespace {
+TbAssertionHandlerInit assertionHandler;
+
 bool contains(const InputList& list, const char* entry) {
   for (int i = 0; i < list.size(); ++i)
     if (list[i] == entry) return true;

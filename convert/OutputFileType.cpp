@@ -1,7 +1,12 @@
 #include "convert/OutputFileType.h"
 
+#include "host/TbAssertionHandlerInit.h"
 #include "host/UxPortFilename.h"
 #include "host/UxSkin.h"
+
+namespace {
+TbAssertionHandlerInit assertionHandler;
+}  // namespace
 
 void offerOutputFileType(UxPortFilename& output, bool diskData) {
   output.clearFileTypes();

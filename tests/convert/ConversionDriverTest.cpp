@@ -40,13 +40,18 @@ class Driver : public ::testing::Test {
 
 TEST_F(Driver, TheOutputIsTheGivenNameWithTheLdaExtension) {
   TiledDouble tiled(1);
-  for (const char* name : {"vol", "vol.raw", "vol.lda"}) {
-    SCOPED_TRACE(name);
+  const struct {
+    const char* given;
+    const char* named;
+  } names[] = {{"vol", "vol.lda"}, {"vol.raw", "vol.lda"}, {"vol.lda", "vol.lda"}, {"vol.km", "vol.lda"},
+               {"set.d/vol", "set.d/vol.lda"}, {"a.b.c", "a.b.lda"}};
+  for (const auto& name : names) {
+    SCOPED_TRACE(name.given);
     TiledDouble::calls().clear();
-    EXPECT_EQ(convert(dir.file(name)).result, "1");
+    EXPECT_EQ(convert(dir.file(name.given)).result, "1");
     ASSERT_EQ(TiledDouble::calls().size(), 1u);
-    EXPECT_EQ(TiledDouble::calls()[0].output, dir.file("vol.lda"));
-    EXPECT_STREQ(module.output.getFilename(), dir.file("vol.lda").c_str());
+    EXPECT_EQ(TiledDouble::calls()[0].output, dir.file(name.named));
+    EXPECT_STREQ(module.output.getFilename(), dir.file(name.named).c_str());
     EXPECT_EQ(module.output.getNum(), 1);
   }
 }
@@ -71,6 +76,21 @@ TEST_F(Driver, ATiledResultOfZeroIsFollowedByADiskDataConversion) {
   EXPECT_EQ(TiledDouble::calls().size(), 1u);
   EXPECT_EQ(messages(), std::vector<std::string>{});  // the tiled 0 is not reported
   expectStored(dir.file("vol.lda"), volume);
+}
+
+// The description the tiled path had serves the disk-data conversion: here
+// three big-endian components after a header.
+TEST_F(Driver, ATiledResultOfZeroKeepsTheWholeDescription) {
+  TiledDouble tiled(0);
+  const auto colours = testVolume<uint16_t>(11, 6, 5, 3);
+  writeRaw(dir.file("rgb.raw"), colours, 21, true);
+  const CommandResult done = tcl.convert(module, std::vector<std::string>{"-format", "Raw Data", "-lda", dir.file("rgb")} +
+                                                     rawWords(11, 6, 5, "uint16", 3, 21, "big", {dir.file("rgb.raw")}));
+  EXPECT_EQ(done.result, "1");
+  ASSERT_EQ(TiledDouble::calls().size(), 1u);
+  EXPECT_EQ(TiledDouble::calls()[0].headerBytes, 21);
+  EXPECT_FALSE(TiledDouble::calls()[0].littleEndian);
+  expectStored(dir.file("rgb.lda"), colours);
 }
 
 TEST_F(Driver, TiledResultsOtherThanSuccessAreReported) {

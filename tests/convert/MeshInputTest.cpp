@@ -192,10 +192,9 @@ TEST_F(MeshConversion, ExtraWordsAreIgnored) {
   expectStored(dir.file("out.lda"), volume);
 }
 
-// BUG: the command hands the reader its file names as if they were options, so
-// a plain `-format KorinMesh -lda OUT FILE` says "ignoring options" although
-// no option was given.
-TEST_F(MeshConversion, BugACommandWithOnlyTheFileSaysOptionsAreIgnored) {
+// The command hands the reader its file among the words: that is no option,
+// and a plain `-format KorinMesh -lda OUT FILE` has nothing to ignore.
+TEST_F(MeshConversion, ACommandWithOnlyTheFileHasNoOptionsToIgnore) {
   const auto volume = testVolume<uint16_t>(10, 9, 5);
   const Section density{"Density", 3, {10, 9, 5}, TbPrimType::UINT16, 1, volume.values.data(), KorinMesh::PLAIN};
   const std::string file = dir.file("vol.km");

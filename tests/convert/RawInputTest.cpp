@@ -75,10 +75,10 @@ TEST_F(RawConversion, ThreeComponentsBigEndian) {
 }
 
 TEST_F(RawConversion, OneFilePerSliceEachAfterItsHeader) {
-  const auto volume = testVolume<uint16_t>(23, 9, 7);
+  const auto volume = testVolume<uint16_t>(23, 9, 70);  // two chunks: 64 and 6 files
   const std::vector<std::string> slices = writeRawSlices(dir.file("slice"), volume, 5, true);
-  ASSERT_EQ(slices.size(), 7u);
-  EXPECT_EQ(convert(rawWords(23, 9, 7, "uint16", 1, 5, "big", slices)).result, "1");
+  ASSERT_EQ(slices.size(), 70u);
+  EXPECT_EQ(convert(rawWords(23, 9, 70, "uint16", 1, 5, "big", slices)).result, "1");
   expectStored(out(), volume);
   EXPECT_EQ(messages(), std::vector<std::string>{});
 }
