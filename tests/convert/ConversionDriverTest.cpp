@@ -3,6 +3,9 @@
 // label and its fallbacks, and how results are reported.
 #include <gtest/gtest.h>
 
+#include <QApplication>
+#include <QTimer>
+#include <QWidget>
 #include <string>
 #include <vector>
 
@@ -138,6 +141,18 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
       "question: Cannot keep data as double.\nWould you like to convert data as float values (loss of precision)? "
       "[Yes/No]";
   TiledDouble tiled(1);
+  // Should the host's watcher not answer, the box is closed after a while and
+  // the test fails instead of waiting for ever.
+  bool hung = false;
+  QTimer guard;
+  guard.setSingleShot(true);
+  QObject::connect(&guard, &QTimer::timeout, [&hung] {
+    if (QWidget* open = QApplication::activeModalWidget()) {
+      hung = true;
+      open->close();
+    }
+  });
+  guard.start(20000);
 
   UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"no"});
   EXPECT_EQ(tcl.convert(module, std::vector<std::string>{"-format", "Raw Data", "-lda", dir.file("keep")} + words).result,
@@ -156,6 +171,7 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
   EXPECT_EQ(TiledDouble::calls()[0].primType, TbPrimType::DOUBLE);
   EXPECT_EQ(console.lines, (std::vector<std::string>{question, "answer: Yes (script)"}));
   EXPECT_FALSE(fileExists(dir.file("floats.lda")));
+  EXPECT_FALSE(hung);
 }
 
 // ---------------------------------------------------------------------------

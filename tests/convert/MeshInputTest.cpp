@@ -77,6 +77,16 @@ TEST_F(MeshConversion, ABigEndianUint16VolumeWrittenByHand) {
   EXPECT_EQ(done.result, "1");
   EXPECT_FALSE(console.saw("Error converting files"));
   expectStored(dir.file("out.lda"), volume);
+
+  // Saved by an editor that ends lines with a carriage return too: the values
+  // still start right after the line feed of the data line.
+  std::string crlf;
+  for (char c : header) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  const std::string dos = dir.file("dos.km");
+  writeWholeFile(dos, crlf + rawBytes(volume, true));
+  module.output.setFilename("");
+  EXPECT_EQ(tcl.convert(module, {"-format", "KorinMesh", "-lda", dir.file("dos"), dos}).result, "1");
+  expectStored(dir.file("dos.lda"), volume);
 }
 
 TEST_F(MeshConversion, ALittleEndianFileWithTwoComponents) {
