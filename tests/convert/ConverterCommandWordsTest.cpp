@@ -214,9 +214,6 @@ TEST_F(CommandWords, AnEmptyOrZeroValueFallsBackToThePorts) {
   EXPECT_EQ(console.lines, std::vector<std::string>{});
 }
 
-// BUG: an empty sampling value reads as 0 like the other options' values, but
-// unlike them it does not fall back to the samplingType port: the tiled
-// converter gets 0 ("Sharp") although the port says 1 ("Average").
 // Only -1 means "the port" for the sampling type: an empty value reads as 0, "Sharp".
 TEST_F(CommandWords, AnEmptySamplingValueReadsAsSharp) {
   TiledDouble tiled(1);

@@ -215,10 +215,6 @@ TEST_F(ConverterButton, WithoutOutputOrInputNothingIsConverted) {
   EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{input});
 }
 
-// BUG: the button loads the output after any result above 0, so after the
-// driver reported a tiled result it does not know ("Unknown Error") the module
-// still tries to load an output that was never written, and the console gets
-// a second error ("load: cannot read ...").
 // The button loads the output for every result above 0, an unknown one included.
 TEST_F(ConverterButton, AnUnknownTiledResultIsReportedAndItsOutputLoaded) {
   TiledDouble tiled(5);
