@@ -423,23 +423,23 @@ TEST_F(ImageInput, AShortLastChunkCarriesNothingOfThePreviousChunk) {
 // ---------------------------------------------------------------------------
 // File formats.
 
-TEST_F(ImageInput, TiffStacks) {
+// Lossless formats: grey stacks keep their values, colour stacks go through
+// the option as they would from PNG.
+TEST_F(ImageInput, TiffAndBmpStacks) {
+  const struct {
+    const char* format;
+    int colourOption;
+  } formats[] = {{"TIFF", 10}, {"BMP", 4}};
   const Volume grey = Volume::generated(15, 10, 5);
   const Volume colours = colourVolume(15, 10, 5, 3);
-  EXPECT_EQ(convert(stack("grey", grey, "TIFF"), "grey.km", 2), 1);
-  EXPECT_EQ(convert(stack("rgb", colours, "TIFF"), "rgb.km", 10), 1);
-  expectStored(dir.file("grey.km"), grey, kBox);
-  expectStored(dir.file("rgb.km"), afterOption(colours, 10), kBox);
-  EXPECT_EQ(messages(), Lines{});
-}
-
-TEST_F(ImageInput, BmpStacks) {
-  const Volume grey = Volume::generated(15, 10, 5);
-  const Volume colours = colourVolume(15, 10, 5, 3);
-  EXPECT_EQ(convert(stack("grey", grey, "BMP"), "grey.km", 2), 1);
-  EXPECT_EQ(convert(stack("rgb", colours, "BMP"), "rgb.km", 4), 1);
-  expectStored(dir.file("grey.km"), grey, kBox);
-  expectStored(dir.file("rgb.km"), afterOption(colours, 4), kBox);
+  for (const auto& f : formats) {
+    SCOPED_TRACE(f.format);
+    const std::string greyOut = std::string("grey-") + f.format + ".km", rgbOut = std::string("rgb-") + f.format + ".km";
+    EXPECT_EQ(convert(stack(std::string("grey") + f.format, grey, f.format), greyOut, 2), 1);
+    EXPECT_EQ(convert(stack(std::string("rgb") + f.format, colours, f.format), rgbOut, f.colourOption), 1);
+    expectStored(dir.file(greyOut), grey, kBox);
+    expectStored(dir.file(rgbOut), afterOption(colours, f.colourOption), kBox);
+  }
   EXPECT_EQ(messages(), Lines{});
 }
 
