@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "blockstore/LatticeManager.h"
-#include "host/TbRawData.h"
+#include "host/rawdata/TbRawData.h"
 
 namespace {
 

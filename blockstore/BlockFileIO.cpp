@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "host/TbAssertionHandlerInit.h"
+#include "host/base/TbAssertionHandlerInit.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

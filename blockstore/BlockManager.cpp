@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "blockstore/BlockFileIO.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbRawData.h"
-#include "host/TbString.h"
-#include "host/UxMessage.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/rawdata/TbRawData.h"
+#include "host/base/TbString.h"
+#include "host/console/UxMessage.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

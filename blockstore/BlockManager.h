@@ -16,8 +16,8 @@
 // file only through writeValids; the destructor does not store it.
 #include <cstdint>
 
-#include "host/TbDArray.h"
-#include "host/TbFilename.h"
+#include "host/base/TbDArray.h"
+#include "host/base/TbFilename.h"
 #include "package/PackageExport.h"
 
 class UXDD_API BlockManager {

@@ -4,9 +4,9 @@
 
 #include "blockstore/BlockWalk.h"
 #include "blockstore/LatticeManager.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbMemory.h"
-#include "host/TbRawData.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbMemory.h"
+#include "host/rawdata/TbRawData.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

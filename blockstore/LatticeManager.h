@@ -20,9 +20,9 @@
 // not writable is never changed. Negative origins and boxes that do not fit the
 // caller's buffer are refused with 0.
 #include "blockstore/BlockManager.h"
-#include "host/TbDArray.h"
-#include "host/TbPrimType.h"
-#include "host/TbProgressInterface.h"
+#include "host/base/TbDArray.h"
+#include "host/base/TbPrimType.h"
+#include "host/base/TbProgressInterface.h"
 #include "package/PackageExport.h"
 
 class UXDD_API LatticeManager {

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "blockstore/LatticeManager.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbMemory.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbMemory.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

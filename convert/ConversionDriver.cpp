@@ -12,10 +12,10 @@
 #include "convert/ConverterMessages.h"
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxBrixConverter.h"
-#include "host/UxFileFormat.h"
-#include "host/UxMessage.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/formats/UxBrixConverter.h"
+#include "host/formats/UxFileFormat.h"
+#include "host/console/UxMessage.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

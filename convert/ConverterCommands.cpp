@@ -5,9 +5,9 @@
 #include "convert/ConverterMessages.h"
 #include "convert/OutputFileType.h"
 #include "convert/UxConvertToDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxCmdInfo.h"
-#include "host/UxMessage.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/objects/UxCmdInfo.h"
+#include "host/console/UxMessage.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

@@ -11,12 +11,12 @@
 #include "convert/QxImReadDialogNegotiator.h"
 #include "convert/UxConvertToDiskData.h"
 #include "diskdata/UxDiskData.h"
-#include "host/ImageReaders.h"
-#include "host/QxImReadDialog.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbMemory.h"
-#include "host/UxMessage.h"
-#include "host/UxWorkArea.h"
+#include "host/images/ImageReaders.h"
+#include "host/dialogs/QxImReadDialog.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbMemory.h"
+#include "host/console/UxMessage.h"
+#include "host/console/UxWorkArea.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

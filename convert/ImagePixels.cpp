@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "host/TbAssertionHandlerInit.h"
+#include "host/base/TbAssertionHandlerInit.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

@@ -2,7 +2,7 @@
 // The converter's input list: file names as heap copies (strdup). A list and
 // the copies readers get of it share the strings; whoever made a string frees
 // it once, with free.
-#include "host/TbDArray.h"
+#include "host/base/TbDArray.h"
 
 using InputList = TbDArray<char*>;
 

@@ -5,9 +5,9 @@
 
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
-#include "host/KorinMesh.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxMessage.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/console/UxMessage.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

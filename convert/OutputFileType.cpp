@@ -1,8 +1,8 @@
 #include "convert/OutputFileType.h"
 
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxPortFilename.h"
-#include "host/UxSkin.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/modules/UxPortFilename.h"
+#include "host/modules/UxSkin.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

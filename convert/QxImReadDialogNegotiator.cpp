@@ -1,7 +1,7 @@
 #include "convert/QxImReadDialogNegotiator.h"
 
-#include "host/QxImReadDialog.h"
-#include "host/TbAssertionHandlerInit.h"
+#include "host/dialogs/QxImReadDialog.h"
+#include "host/base/TbAssertionHandlerInit.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

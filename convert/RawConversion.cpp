@@ -9,12 +9,12 @@
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
 #include "diskdata/UxDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbCPUInfo.h"
-#include "host/TbMemory.h"
-#include "host/TbRawData.h"
-#include "host/UxMessage.h"
-#include "host/UxWorkArea.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbCPUInfo.h"
+#include "host/base/TbMemory.h"
+#include "host/rawdata/TbRawData.h"
+#include "host/console/UxMessage.h"
+#include "host/console/UxWorkArea.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

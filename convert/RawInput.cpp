@@ -8,9 +8,9 @@
 
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxMessage.h"
-#include "host/UxReadRawDialog.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/console/UxMessage.h"
+#include "host/dialogs/UxReadRawDialog.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

@@ -5,10 +5,10 @@
 #include <Inventor/lists/SoTypeList.h>
 
 #include "convert/OutputFileType.h"
-#include "host/SoDataCompressor.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbTypeInfo.h"
-#include "host/UxResource.h"
+#include "host/codecs/SoDataCompressor.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/types/TbTypeInfo.h"
+#include "host/packages/UxResource.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

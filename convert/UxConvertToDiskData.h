@@ -10,18 +10,18 @@
 // without the overwrite question being answered.
 #include <cstdint>
 
-#include "host/TbBox3f.h"
-#include "host/TbDArray.h"
-#include "host/TbFilename.h"
-#include "host/TbPrimType.h"
-#include "host/TbString.h"
-#include "host/TbVec3i.h"
-#include "host/UxModule.h"
-#include "host/UxPortButtonList.h"
-#include "host/UxPortFilename.h"
-#include "host/UxPortFloatTextN.h"
-#include "host/UxPortIntTextN.h"
-#include "host/UxPortMultiMenu.h"
+#include "host/base/TbBox3f.h"
+#include "host/base/TbDArray.h"
+#include "host/base/TbFilename.h"
+#include "host/base/TbPrimType.h"
+#include "host/base/TbString.h"
+#include "host/base/TbVec3i.h"
+#include "host/modules/UxModule.h"
+#include "host/modules/UxPortButtonList.h"
+#include "host/modules/UxPortFilename.h"
+#include "host/modules/UxPortFloatTextN.h"
+#include "host/modules/UxPortIntTextN.h"
+#include "host/modules/UxPortMultiMenu.h"
 #include "package/PackageExport.h"
 
 class TbTypeInfo;

@@ -3,13 +3,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbString.h"
-#include "host/TbTypeInfo.h"
-#include "host/UxFileDialog.h"
-#include "host/UxMessage.h"
-#include "host/UxParamBundle.h"
-#include "host/UxWorkArea.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbString.h"
+#include "host/types/TbTypeInfo.h"
+#include "host/dialogs/UxFileDialog.h"
+#include "host/console/UxMessage.h"
+#include "host/mesh/UxParamBundle.h"
+#include "host/console/UxWorkArea.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

@@ -10,8 +10,8 @@
 // valid flags changed stores them when it is destroyed, so coarse levels are
 // never taken for current after a reopen.
 #include "blockstore/LatticeManager.h"
-#include "host/TbFilename.h"
-#include "host/UxExternalData.h"
+#include "host/base/TbFilename.h"
+#include "host/objects/UxExternalData.h"
 #include "package/PackageExport.h"
 
 class KorinMesh;

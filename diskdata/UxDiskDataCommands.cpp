@@ -3,10 +3,10 @@
 #include <cstring>
 
 #include "diskdata/UxDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/TbDataType.h"
-#include "host/UxCmdInfo.h"
-#include "host/UxLatticeTypes.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbDataType.h"
+#include "host/objects/UxCmdInfo.h"
+#include "host/objects/UxLatticeTypes.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

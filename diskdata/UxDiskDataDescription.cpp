@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "diskdata/UxDiskData.h"
-#include "host/KorinMesh.h"
-#include "host/TbAssertionHandlerInit.h"
-#include "host/UxMessage.h"
-#include "host/UxParamBundle.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/console/UxMessage.h"
+#include "host/mesh/UxParamBundle.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;

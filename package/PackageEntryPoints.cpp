@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "convert/UxConvertToDiskData.h"
-#include "host/TbAssertionHandlerInit.h"
+#include "host/base/TbAssertionHandlerInit.h"
 #include "package/BuildInfo.h"
 #include "package/PackageExport.h"
 

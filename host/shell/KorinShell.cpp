@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "host/UxObjectPool.h"
-#include "host/UxPackageLoader.h"
-#include "host/UxWorkArea.h"
+#include "host/objects/UxObjectPool.h"
+#include "host/packages/UxPackageLoader.h"
+#include "host/console/UxWorkArea.h"
 #include "host/shell/ObjectCommands.h"
 #include "host/shell/PackageFolders.h"
 #include "host/shell/ShellCommands.h"

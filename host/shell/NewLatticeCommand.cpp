@@ -2,11 +2,11 @@
 
 #include <cstring>
 
-#include "host/UxCmdInfo.h"
-#include "host/UxExternalData.h"
-#include "host/UxLatticeTypes.h"
-#include "host/UxObjectPool.h"
-#include "host/UxPackageLoader.h"
+#include "host/objects/UxCmdInfo.h"
+#include "host/objects/UxExternalData.h"
+#include "host/objects/UxLatticeTypes.h"
+#include "host/objects/UxObjectPool.h"
+#include "host/packages/UxPackageLoader.h"
 
 const char kNewLatticeUsage[] = "-ondisk NDATAVAR TYPE X Y Z ?xmin xmax ymin ymax zmin zmax?";
 

@@ -1,7 +1,7 @@
 #include "host/shell/ObjectCommands.h"
 
-#include "host/UxCmdInfo.h"
-#include "host/UxObject.h"
+#include "host/objects/UxCmdInfo.h"
+#include "host/objects/UxObject.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 // taken, so an object never hides a command. Nothing here fails.
 #include <tcl.h>
 
-#include "host/UxObjectPool.h"
+#include "host/objects/UxObjectPool.h"
 
 class ObjectCommands : public UxObjectPool::Observer {
  public:

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "host/TbTypeInfo.h"
-#include "host/UxBatchAnswers.h"
-#include "host/UxCmdInfo.h"
-#include "host/UxData.h"
-#include "host/UxObjectPool.h"
-#include "host/UxPackageLoader.h"
-#include "host/UxResource.h"
+#include "host/types/TbTypeInfo.h"
+#include "host/dialogs/UxBatchAnswers.h"
+#include "host/objects/UxCmdInfo.h"
+#include "host/objects/UxData.h"
+#include "host/objects/UxObjectPool.h"
+#include "host/packages/UxPackageLoader.h"
+#include "host/packages/UxResource.h"
 #include "host/shell/KorinShell.h"
 #include "host/shell/NewLatticeCommand.h"
 

@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string>
 
-#include "host/UxBatchAnswers.h"
+#include "host/dialogs/UxBatchAnswers.h"
 #include "host/shell/KorinShell.h"
 
 namespace {

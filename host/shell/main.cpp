@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "host/SoDataCompressors.h"
-#include "host/UxQuestionAnswerer.h"
+#include "host/codecs/SoDataCompressors.h"
+#include "host/dialogs/UxQuestionAnswerer.h"
 #include "host/shell/KorinShell.h"
 #include "host/shell/QtEnvironment.h"
 

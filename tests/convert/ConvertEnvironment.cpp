@@ -13,10 +13,10 @@
 
 #include "ConvertTestSupport.h"
 #include "diskdata/UxDiskData.h"
-#include "host/SoDataCompressors.h"
-#include "host/UxQuestionAnswerer.h"
-#include "host/UxResource.h"
-#include "host/UxWorkArea.h"
+#include "host/codecs/SoDataCompressors.h"
+#include "host/dialogs/UxQuestionAnswerer.h"
+#include "host/packages/UxResource.h"
+#include "host/console/UxWorkArea.h"
 
 namespace {
 

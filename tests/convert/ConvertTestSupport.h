@@ -18,11 +18,12 @@
 #include "blockstore/BlockFileIO.h"
 #include "convert/UxConvertToDiskData.h"
 #include "diskdata/UxDiskData.h"
-#include "host/KorinMesh.h"
-#include "host/TbPrimType.h"
-#include "host/UxBrixConverter.h"
-#include "host/UxFileFormat.h"
-#include "host/UxObjectPool.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/base/TbPrimType.h"
+#include "host/formats/UxBrixConverter.h"
+#include "host/formats/UxFileFormat.h"
+#include "host/objects/UxObjectPool.h"
+#include "support/ObjectCommandRunner.h"
 #include "support/ReferenceVolume.h"
 
 namespace convert_test {
@@ -129,29 +130,16 @@ struct CommandResult {
   std::string result;
 };
 
-class Interpreter {
+class Interpreter : public ObjectCommandRunner {
  public:
-  Interpreter() : interp(Tcl_CreateInterp()) {}
-  ~Interpreter() { Tcl_DeleteInterp(interp); }
-  Interpreter(const Interpreter&) = delete;
-  Interpreter& operator=(const Interpreter&) = delete;
-
   CommandResult run(UxObject& object, const std::vector<std::string>& words) {
-    std::vector<std::string> copies = {"converter"};
-    copies.insert(copies.end(), words.begin(), words.end());
-    std::vector<char*> argv;
-    for (std::string& word : copies) argv.push_back(&word[0]);
-    argv.push_back(nullptr);
-    Tcl_ResetResult(interp);
-    const int code = object.parse(interp, static_cast<int>(copies.size()), argv.data());
-    return {code, Tcl_GetStringResult(interp)};
+    const int code = ObjectCommandRunner::run(object, std::vector<std::string>{"converter"} + words);
+    return {code, result()};
   }
   // The module's convertToDiskData command with these words after it.
   CommandResult convert(UxObject& object, const std::vector<std::string>& words) {
     return run(object, std::vector<std::string>{"convertToDiskData"} + words);
   }
-
-  Tcl_Interp* interp;
 };
 
 // A disk-data set opened again from its description file, the way the host

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "ConvertTestSupport.h"
-#include "host/TbTypeInfo.h"
-#include "host/UxObjectPool.h"
+#include "host/types/TbTypeInfo.h"
+#include "host/objects/UxObjectPool.h"
 #include "support/ConsoleCapture.h"
 #include "support/TempDir.h"
 

@@ -19,9 +19,9 @@
 
 #include "ConvertTestSupport.h"
 #include "ImageStackSupport.h"
-#include "host/KorinMesh.h"
-#include "host/UxFileFormat.h"
-#include "host/UxWorkArea.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/formats/UxFileFormat.h"
+#include "host/console/UxWorkArea.h"
 #include "support/ConsoleCapture.h"
 #include "support/TempDir.h"
 

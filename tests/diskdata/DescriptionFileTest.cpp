@@ -6,8 +6,8 @@
 #include <memory>
 
 #include "diskdata/UxDiskData.h"
-#include "host/KorinMesh.h"
-#include "host/UxObjectPool.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/objects/UxObjectPool.h"
 #include "support/ConsoleCapture.h"
 #include "support/TempDir.h"
 #include "support/Unprivileged.h"

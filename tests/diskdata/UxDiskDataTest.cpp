@@ -6,8 +6,8 @@
 
 #include <memory>
 
-#include "host/TbTypeInfo.h"
-#include "host/UxLatticeTypes.h"
+#include "host/types/TbTypeInfo.h"
+#include "host/objects/UxLatticeTypes.h"
 #include "support/ConsoleCapture.h"
 #include "support/FileFaults.h"
 #include "support/TempDir.h"

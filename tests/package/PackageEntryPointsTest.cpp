@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string>
 
-#include "host/TbTypeInfo.h"
+#include "host/types/TbTypeInfo.h"
 
 namespace {
 

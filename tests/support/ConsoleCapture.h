@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/UxBatchAnswers.h"
-#include "host/UxMessage.h"
+#include "host/dialogs/UxBatchAnswers.h"
+#include "host/console/UxMessage.h"
 
 class ConsoleCapture {
  public:

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "host/TbProgressInterface.h"
+#include "host/base/TbProgressInterface.h"
 
 class ProgressRecorder : public TbProgressInterface {
  public:

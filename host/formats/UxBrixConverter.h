@@ -1,0 +1,32 @@
+#pragma once
+// UxBrixConverter: the host's converter of volumes into its tiled large-data
+// format.
+//
+// convertToLDA hands its arguments to the installed implementation and
+// returns what that returns: 1 when the output was written, 0 on failure
+// (after a console message). This host has no tiled converter of its own: the
+// default implementation says so on the console and returns 0, without
+// touching any file. setImplementation installs another one (a later tiled
+// converter, or a test's double); null puts the default back.
+#include "host/base/TbBox3f.h"
+#include "host/base/TbDArray.h"
+#include "host/base/TbFilename.h"
+#include "host/base/TbPrimType.h"
+#include "host/base/TbVec3i.h"
+
+class UxBrixConverter {
+ public:
+  static int convertToLDA(const TbDArray<const char*>& files, const TbFilename& output,
+                          const TbBox3f& box, const TbVec3i& dims, const TbPrimType& primType,
+                          bool littleEndian, int convertMethod, int headerBytes,
+                          bool doubleToFloat, bool isRaw, int tileSize, int borderSize,
+                          int samplingType, const char* compressor);
+
+  using Implementation = int (*)(const TbDArray<const char*>& files, const TbFilename& output,
+                                 const TbBox3f& box, const TbVec3i& dims,
+                                 const TbPrimType& primType, bool littleEndian,
+                                 int convertMethod, int headerBytes, bool doubleToFloat,
+                                 bool isRaw, int tileSize, int borderSize, int samplingType,
+                                 const char* compressor);
+  static void setImplementation(Implementation implementation);
+};

@@ -1,0 +1,239 @@
+#include "host/codecs/SoDataCompressor.h"
+
+#include <Inventor/SbName.h>
+#include <Inventor/lists/SoTypeList.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "host/codecs/SoDataCompressors.h"
+#include "host/codecs/SoLz4Compressor.h"
+#include "host/codecs/SoZlibCompressor.h"
+#include "host/codecs/SoZstdCompressor.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+using Codec = std::unique_ptr<SoDataCompressor>;
+
+// Exactly the way the converter module discovers the codecs.
+std::vector<std::string> listedNames() {
+  std::vector<std::string> names;
+  SoTypeList types;
+  SoType::getAllDerivedFrom(SoDataCompressor::getClassTypeId(), types);
+  for (int i = 0; i < types.getLength(); ++i) {
+    if (types[i] == SoDataCompressor::getClassTypeId()) continue;
+    Codec codec(static_cast<SoDataCompressor*>(types[i].createInstance()));
+    if (!codec) continue;
+    names.push_back(codec->getCompressorName().getString());
+  }
+  return names;
+}
+
+Codec codecOfClass(const char* className) {
+  initDataCompressors();
+  return Codec(static_cast<SoDataCompressor*>(SoType::fromName(className).createInstance()));
+}
+
+// A cube of side n holding a ball in shells of falling brightness on a dim
+// background, with a speck of noise here and there: compressible, but not
+// trivially.
+Bytes volumeBlock(int n) {
+  std::mt19937 noise(7);
+  std::vector<uint16_t> voxels;
+  const double centre = (n - 1) / 2.0;
+  for (int z = 0; z < n; ++z)
+    for (int y = 0; y < n; ++y)
+      for (int x = 0; x < n; ++x) {
+        const double r = std::sqrt((x - centre) * (x - centre) + (y - centre) * (y - centre) +
+                                   (z - centre) * (z - centre));
+        const int level = r < n / 3.0 ? 3000 - 100 * static_cast<int>(r / 2) : 120;
+        const int speck = noise() % 8 == 0 ? static_cast<int>(noise() % 16) : 0;
+        voxels.push_back(static_cast<uint16_t>(level + speck));
+      }
+  const auto* bytes = reinterpret_cast<const unsigned char*>(voxels.data());
+  return Bytes(bytes, bytes + voxels.size() * sizeof(uint16_t));
+}
+
+Bytes randomBytes(size_t count, unsigned seed) {
+  std::mt19937 generator(seed);
+  Bytes bytes(count);
+  for (auto& byte : bytes) byte = static_cast<unsigned char>(generator() >> 24);
+  return bytes;
+}
+
+Bytes compressed(const SoDataCompressor& codec, const Bytes& data) {
+  Bytes stream;
+  EXPECT_TRUE(codec.compress(data.data(), data.size(), stream));
+  return stream;
+}
+
+bool restores(const SoDataCompressor& codec, const Bytes& stream, const Bytes& original) {
+  Bytes restored(original.size());
+  return codec.decompress(stream.data(), stream.size(), restored.data(), restored.size()) &&
+         restored == original;
+}
+
+bool decodes(const SoDataCompressor& codec, const Bytes& stream, size_t outBytes) {
+  Bytes out(outBytes);
+  return codec.decompress(stream.data(), stream.size(), out.data(), out.size());
+}
+
+const char* const classNames[] = {"SoZlibCompressor", "SoZstdCompressor", "SoLz4Compressor"};
+
+TEST(SoDataCompressorRegistry, ListsEachCodecOnceHoweverOftenInitialised) {
+  initDataCompressors();
+  initDataCompressors();
+  SoDataCompressor::initClass();
+  SoZlibCompressor::initClass();
+  SoZstdCompressor::initClass();
+  SoLz4Compressor::initClass();
+  std::vector<std::string> names = listedNames();
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{"lz4", "zlib", "zstd"}));
+}
+
+TEST(SoDataCompressorRegistry, BaseTypeIsAbstract) {
+  initDataCompressors();
+  const SoType base = SoDataCompressor::getClassTypeId();
+  ASSERT_FALSE(base.isBad());
+  EXPECT_EQ(SoType::fromName(SbName("SoDataCompressor")), base);
+  EXPECT_FALSE(base.canCreateInstance());
+  EXPECT_EQ(base.createInstance(), nullptr);
+}
+
+TEST(SoDataCompressorRegistry, EachClassNameCreatesACodecOfThatClass) {
+  initDataCompressors();
+  const SoType types[] = {SoZlibCompressor::getClassTypeId(), SoZstdCompressor::getClassTypeId(),
+                          SoLz4Compressor::getClassTypeId()};
+  const char* const names[] = {"zlib", "zstd", "lz4"};
+  for (int i = 0; i < 3; ++i) {
+    SCOPED_TRACE(classNames[i]);
+    const SoType type = SoType::fromName(SbName(classNames[i]));
+    EXPECT_EQ(type, types[i]);
+    EXPECT_TRUE(type.isDerivedFrom(SoDataCompressor::getClassTypeId()));
+    Codec codec = codecOfClass(classNames[i]);
+    ASSERT_TRUE(codec);
+    EXPECT_EQ(codec->getTypeId(), type);
+    EXPECT_STREQ(codec->getCompressorName().getString(), names[i]);
+  }
+}
+
+TEST(SoDataCompressorRegistry, NoCodecReadsAnotherCodecsStream) {
+  const Bytes data = volumeBlock(16);
+  for (const char* writer : classNames)
+    for (const char* reader : classNames) {
+      if (std::string(writer) == reader) continue;
+      SCOPED_TRACE(std::string(writer) + " read by " + reader);
+      const Bytes stream = compressed(*codecOfClass(writer), data);
+      EXPECT_FALSE(decodes(*codecOfClass(reader), stream, data.size()));
+    }
+}
+
+class SoDataCompressorCodec : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    codec = codecOfClass(GetParam());
+    ASSERT_TRUE(codec);
+  }
+  Codec codec;
+};
+
+TEST_P(SoDataCompressorCodec, RestoresVolumeBlockExactlyInFewerBytes) {
+  const Bytes data = volumeBlock(64);
+  const Bytes stream = compressed(*codec, data);
+  EXPECT_LT(stream.size(), data.size() / 2);
+  EXPECT_TRUE(restores(*codec, stream, data));
+}
+
+TEST_P(SoDataCompressorCodec, RestoresIncompressibleDataWithLittleGrowth) {
+  const Bytes data = randomBytes(256 * 1024, 11);
+  const Bytes stream = compressed(*codec, data);
+  EXPECT_LT(stream.size(), data.size() + data.size() / 100 + 64);
+  EXPECT_TRUE(restores(*codec, stream, data));
+}
+
+TEST_P(SoDataCompressorCodec, RestoresEmptyInput) {
+  Bytes stream;
+  ASSERT_TRUE(codec->compress(nullptr, 0, stream));
+  EXPECT_FALSE(stream.empty());
+  EXPECT_TRUE(codec->decompress(stream.data(), stream.size(), nullptr, 0));
+  unsigned char byte = 0;
+  EXPECT_FALSE(codec->decompress(stream.data(), stream.size(), &byte, 1));
+  const unsigned char something = 1;
+  ASSERT_TRUE(codec->compress(&something, 0, stream));
+  EXPECT_TRUE(codec->decompress(stream.data(), stream.size(), &byte, 0));
+}
+
+TEST_P(SoDataCompressorCodec, CompressReplacesWhatTheOutputHeld) {
+  const Bytes data = volumeBlock(8);
+  const Bytes fresh = compressed(*codec, data);
+  Bytes reused = randomBytes(100000, 3);
+  ASSERT_TRUE(codec->compress(data.data(), data.size(), reused));
+  EXPECT_EQ(reused, fresh);
+}
+
+TEST_P(SoDataCompressorCodec, RefusesEveryTruncationAndAnyPadding) {
+  const Bytes data = volumeBlock(16);
+  const Bytes stream = compressed(*codec, data);
+  for (size_t length = 0; length < stream.size(); ++length)
+    EXPECT_FALSE(decodes(*codec, Bytes(stream.begin(), stream.begin() + length), data.size()))
+        << "kept " << length << " of " << stream.size() << " bytes";
+  Bytes padded = stream;
+  padded.push_back(0);
+  EXPECT_FALSE(decodes(*codec, padded, data.size()));
+}
+
+TEST_P(SoDataCompressorCodec, RefusesADamagedByteAnywhere) {
+  const Bytes data = volumeBlock(16);
+  const Bytes stream = compressed(*codec, data);
+  for (size_t at = 0; at < stream.size(); ++at) {
+    Bytes damaged = stream;
+    damaged[at] ^= 0xFF;
+    EXPECT_FALSE(decodes(*codec, damaged, data.size())) << "damage at byte " << at;
+  }
+}
+
+TEST_P(SoDataCompressorCodec, RefusesGarbage) {
+  for (size_t length : {1, 7, 12, 13, 100, 5000}) {
+    const Bytes garbage = randomBytes(length, static_cast<unsigned>(length));
+    EXPECT_FALSE(decodes(*codec, garbage, 4096)) << length << " bytes";
+  }
+}
+
+// Each wrong size gets a buffer of exactly that size, so a write past it is
+// caught by the sanitizer build; the guard bytes catch it in the others.
+TEST_P(SoDataCompressorCodec, RefusesWrongOutputSizeWithoutOverrun) {
+  const Bytes data = volumeBlock(16);
+  const Bytes stream = compressed(*codec, data);
+  for (size_t size : {size_t{0}, size_t{1}, data.size() - 1, data.size() + 1, 2 * data.size()})
+    EXPECT_FALSE(decodes(*codec, stream, size)) << size << " bytes";
+  Bytes guarded(data.size() + 64, 0xA5);
+  EXPECT_FALSE(codec->decompress(stream.data(), stream.size(), guarded.data(), data.size() - 1));
+  EXPECT_TRUE(std::all_of(guarded.begin() + data.size() - 1, guarded.end(),
+                          [](unsigned char b) { return b == 0xA5; }));
+}
+
+TEST_P(SoDataCompressorCodec, RefusesNullBuffersOfNonZeroLength) {
+  Bytes stream = randomBytes(16, 5);
+  EXPECT_FALSE(codec->compress(nullptr, 10, stream));
+  EXPECT_TRUE(stream.empty());
+  const Bytes data = volumeBlock(8);
+  stream = compressed(*codec, data);
+  Bytes out(data.size());
+  EXPECT_FALSE(codec->decompress(nullptr, stream.size(), out.data(), out.size()));
+  EXPECT_FALSE(codec->decompress(stream.data(), stream.size(), nullptr, out.size()));
+}
+
+INSTANTIATE_TEST_SUITE_P(AllCodecs, SoDataCompressorCodec, ::testing::ValuesIn(classNames),
+                         [](const ::testing::TestParamInfo<const char*>& info) {
+                           return std::string(info.param);
+                         });
+
+}  // namespace

@@ -1,0 +1,306 @@
+#include "host/dialogs/ThreadNegotiator.h"
+
+#include <gtest/gtest.h>
+
+#include <QThread>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/ConsoleCapture.h"
+
+namespace {
+
+// Where a probe dialog's life went; written on the dialog thread and read by
+// the test only after the negotiator handed control back.
+struct Trace {
+  std::thread::id builtOn;
+  std::thread::id ranOn;
+  std::thread::id destroyedOn;
+  bool ownedWhileRunning = false;
+};
+
+std::atomic<int> liveProbes{0};
+std::atomic<int> probesRunning{0};
+std::atomic<int> mostProbesRunning{0};
+
+class ProbeDialog : public QObject, public UxThreadedDialog {
+ public:
+  explicit ProbeDialog(Trace* trace) : trace(trace) {
+    trace->builtOn = std::this_thread::get_id();
+    ++liveProbes;
+  }
+  ~ProbeDialog() override {
+    trace->destroyedOn = std::this_thread::get_id();
+    --liveProbes;
+  }
+  int exec() override {
+    const int running = ++probesRunning;
+    int most = mostProbesRunning;
+    while (running > most && !mostProbesRunning.compare_exchange_weak(most, running)) {
+    }
+    trace->ranOn = std::this_thread::get_id();
+    trace->ownedWhileRunning = thread() == QThread::currentThread();
+    doubled = request * 2;
+    --probesRunning;
+    return accept ? 1 : 0;
+  }
+
+  int request = 0;  // set by the caller before putData
+  bool accept = true;
+  int doubled = -1;  // set by the dialog, read after getData
+  Trace* trace;
+};
+
+class ProbeNegotiator : public ThreadNegotiator {
+ public:
+  explicit ProbeNegotiator(Trace* trace) : trace(trace) {}
+  QObject* create() override { return new ProbeDialog(trace); }
+  ProbeDialog* probe() const { return static_cast<ProbeDialog*>(forkedObject()); }
+
+ private:
+  Trace* trace;
+};
+
+// One whole round as a package runs it; answers the dialog's doubled request.
+int oneRound(int request, Trace& trace) {
+  ProbeNegotiator negotiator(&trace);
+  ProbeDialog* probe = static_cast<ProbeDialog*>(negotiator.createForkedObject());
+  if (!probe) return -1;
+  probe->request = request;
+  negotiator.putData();
+  const int accepted = negotiator.exec();
+  negotiator.getData();
+  const int doubled = accepted ? probe->doubled : -1;
+  negotiator.deleteForkedObject();
+  return doubled;
+}
+
+class ThreadNegotiatorTest : public ::testing::Test {
+ protected:
+  ConsoleCapture console;
+};
+
+TEST_F(ThreadNegotiatorTest, CreateExecAndDeleteRunOnTheDialogThreadNotTheCallers) {
+  Trace trace;
+  ASSERT_EQ(oneRound(4, trace), 8);
+  const std::thread::id dialogThread = ThreadNegotiator::dialogThreadId();
+  EXPECT_NE(dialogThread, std::this_thread::get_id());
+  EXPECT_EQ(trace.builtOn, dialogThread);
+  EXPECT_EQ(trace.ranOn, dialogThread);
+  EXPECT_EQ(trace.destroyedOn, dialogThread);
+  EXPECT_TRUE(trace.ownedWhileRunning) << "Qt's thread affinity did not follow the hand-over";
+
+  ProbeNegotiator negotiator(&trace);
+  negotiator.createForkedObject();
+  negotiator.exec();
+  negotiator.deleteForkedObject();
+  EXPECT_EQ(negotiator.createdOn(), dialogThread);
+  EXPECT_EQ(negotiator.execOn(), dialogThread);
+  EXPECT_EQ(negotiator.deletedOn(), dialogThread);
+}
+
+TEST_F(ThreadNegotiatorTest, SettingsTravelBothWaysWithTheObject) {
+  Trace trace;
+  ProbeNegotiator negotiator(&trace);
+  ProbeDialog* probe = static_cast<ProbeDialog*>(negotiator.createForkedObject());
+  ASSERT_NE(probe, nullptr);
+  EXPECT_EQ(negotiator.forkedObject(), probe);
+  EXPECT_EQ(probe->thread(), QThread::currentThread()) << "the caller sets a new dialog up";
+
+  probe->request = 21;
+  negotiator.putData();
+  ASSERT_EQ(negotiator.exec(), 1);
+  negotiator.getData();
+  EXPECT_EQ(probe->doubled, 42);
+  EXPECT_EQ(probe->thread(), QThread::currentThread());
+
+  probe->request = 5;  // a second round on the same dialog sees the new setting
+  probe->accept = false;
+  negotiator.putData();
+  EXPECT_EQ(negotiator.exec(), 0);
+  negotiator.getData();
+  EXPECT_EQ(probe->doubled, 10);
+
+  negotiator.deleteForkedObject();
+  EXPECT_EQ(negotiator.forkedObject(), nullptr);
+  EXPECT_EQ(liveProbes, 0);
+}
+
+TEST_F(ThreadNegotiatorTest, EveryNegotiatorAndEveryCallerShareOneDialogThread) {
+  Trace first, second, fromElsewhere;
+  ASSERT_EQ(oneRound(1, first), 2);
+  ASSERT_EQ(oneRound(2, second), 4);
+  std::thread caller([&fromElsewhere] { oneRound(3, fromElsewhere); });
+  caller.join();
+  EXPECT_EQ(first.ranOn, second.ranOn);
+  EXPECT_EQ(first.ranOn, fromElsewhere.ranOn);
+  EXPECT_EQ(fromElsewhere.builtOn, ThreadNegotiator::dialogThreadId());
+}
+
+TEST_F(ThreadNegotiatorTest, ManySequentialRoundsLeaveNothingBehind) {
+  for (int round = 0; round < 500; ++round) {
+    Trace trace;
+    ASSERT_EQ(oneRound(round, trace), 2 * round) << "round " << round;
+  }
+  EXPECT_EQ(liveProbes, 0);
+  EXPECT_TRUE(console.lines.empty());
+}
+
+TEST_F(ThreadNegotiatorTest, CallersOnSeveralThreadsAreServedOneStepAtATime) {
+  mostProbesRunning = 0;
+  std::vector<int> wrong(4, 0);
+  std::vector<std::thread> callers;
+  for (int c = 0; c < 4; ++c)
+    callers.emplace_back([c, &wrong] {
+      for (int round = 0; round < 100; ++round) {
+        Trace trace;
+        if (oneRound(1000 * c + round, trace) != 2 * (1000 * c + round)) ++wrong[c];
+      }
+    });
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(wrong, std::vector<int>(4, 0));
+  EXPECT_EQ(mostProbesRunning, 1);
+  EXPECT_EQ(liveProbes, 0);
+}
+
+class PlainNegotiator : public ThreadNegotiator {
+ public:
+  QObject* create() override { return new QObject; }
+};
+
+class NothingNegotiator : public ThreadNegotiator {
+ public:
+  QObject* create() override { return nullptr; }
+};
+
+class ThrowingNegotiator : public ThreadNegotiator {
+ public:
+  QObject* create() override { throw std::runtime_error("no dialog today"); }
+};
+
+TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
+  PlainNegotiator plain;
+  ASSERT_NE(plain.createForkedObject(), nullptr);
+  plain.putData();
+  EXPECT_EQ(plain.exec(), 0);
+  plain.getData();
+  plain.deleteForkedObject();
+  EXPECT_EQ(console.lines, std::vector<std::string>{"dialog thread: a QObject is no dialog that can run"});
+
+  NothingNegotiator nothing;
+  EXPECT_EQ(nothing.createForkedObject(), nullptr);
+  nothing.putData();
+  EXPECT_EQ(nothing.exec(), 0);
+  nothing.getData();
+  nothing.deleteForkedObject();
+  EXPECT_EQ(nothing.createdOn(), ThreadNegotiator::dialogThreadId());
+  EXPECT_EQ(nothing.execOn(), std::thread::id()) << "nothing was there to run";
+
+  console.lines.clear();
+  ThrowingNegotiator throwing;
+  EXPECT_EQ(throwing.createForkedObject(), nullptr);
+  EXPECT_EQ(console.lines, std::vector<std::string>{"dialog thread: the dialog's create step failed"});
+  Trace trace;
+  EXPECT_EQ(oneRound(6, trace), 12) << "the dialog thread survives a failed step";
+}
+
+TEST_F(ThreadNegotiatorTest, ForgottenOrReplacedObjectsAreDeletedOnTheDialogThread) {
+  Trace forgotten, replaced, last;
+  {
+    ProbeNegotiator negotiator(&forgotten);
+    negotiator.createForkedObject();
+    negotiator.putData();
+    negotiator.exec();  // no getData, no deleteForkedObject
+  }
+  EXPECT_EQ(forgotten.destroyedOn, ThreadNegotiator::dialogThreadId());
+  {
+    ProbeNegotiator negotiator(&replaced);
+    negotiator.createForkedObject();  // still with the caller when the negotiator goes
+  }
+  EXPECT_EQ(replaced.destroyedOn, ThreadNegotiator::dialogThreadId());
+  EXPECT_EQ(liveProbes, 0);
+
+  ProbeNegotiator twice(&last);
+  QObject* firstObject = twice.createForkedObject();
+  QObject* secondObject = twice.createForkedObject();
+  EXPECT_NE(secondObject, nullptr);
+  EXPECT_EQ(liveProbes, 1) << "the first object " << firstObject << " was not deleted";
+  twice.deleteForkedObject();
+  EXPECT_EQ(liveProbes, 0);
+}
+
+// A dialog whose exec opens a second dialog, as a dialog asking a question would.
+class NestingDialog : public QObject, public UxThreadedDialog {
+ public:
+  int exec() override {
+    innerResult = oneRound(7, inner);
+    return 1;
+  }
+  Trace inner;
+  int innerResult = 0;
+};
+
+class NestingNegotiator : public ThreadNegotiator {
+ public:
+  QObject* create() override { return new NestingDialog; }
+};
+
+TEST_F(ThreadNegotiatorTest, ADialogMayOpenAnotherFromTheDialogThread) {
+  NestingNegotiator negotiator;
+  auto* outer = static_cast<NestingDialog*>(negotiator.createForkedObject());
+  ASSERT_EQ(negotiator.exec(), 1);
+  negotiator.getData();
+  EXPECT_EQ(outer->innerResult, 14);
+  EXPECT_EQ(outer->inner.ranOn, ThreadNegotiator::dialogThreadId());
+  EXPECT_EQ(outer->inner.destroyedOn, ThreadNegotiator::dialogThreadId());
+  negotiator.deleteForkedObject();
+}
+
+// Set by a per-thread object of the dialog thread as that thread ends.
+std::atomic<bool> dialogThreadEnded{false};
+
+struct EndOfThreadWitness {
+  ~EndOfThreadWitness() { dialogThreadEnded = true; }
+};
+
+class WitnessDialog : public QObject, public UxThreadedDialog {
+ public:
+  int exec() override {
+    static thread_local EndOfThreadWitness witness;
+    (void)witness;
+    return 1;
+  }
+};
+
+class WitnessNegotiator : public ThreadNegotiator {
+ public:
+  QObject* create() override { return new WitnessDialog; }
+};
+
+// Exit handlers run last-registered first: this one, registered before the
+// dialog thread exists, runs after the host's handler and sees whether the
+// dialog thread really ended.
+void reportWhetherTheDialogThreadEnded() { std::_Exit(dialogThreadEnded ? 42 : 43); }
+
+TEST(ThreadNegotiatorExitTest, ExitJoinsTheDialogThread) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, without a dialog thread yet
+  EXPECT_EXIT(
+      {
+        std::atexit(reportWhetherTheDialogThreadEnded);
+        WitnessNegotiator negotiator;
+        negotiator.createForkedObject();
+        negotiator.exec();
+        negotiator.getData();
+        negotiator.deleteForkedObject();
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(42), "");
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+// The shell with packages: finding and loading them, and the objects they
+// bring, driven through the objects' own commands.
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <QString>
+
+#include <string>
+#include <vector>
+
+#include "KorinProcess.h"
+#include "host/mesh/KorinMesh.h"
+#include "support/TempDir.h"
+
+namespace {
+
+TEST(ShellPackages, PackagesAreListedWithTheirBuildInformation) {
+  const ShellRun run = KorinProcess().withTestPackages().run({"-e", "puts [packages]"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "{korintestpkg |vendor|tests|product|korintestpkg}\nkorintestpkg: finished\n");
+}
+
+TEST(ShellPackages, BrokenPackagesAreReportedAndTheRunGoesOn) {
+  const ShellRun run = KorinProcess().withBrokenPackages().run({"-e", "puts [llength [packages]]"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  const std::string folder = std::string(KORIN_BUILD_DIR) + "/testpackages-broken";
+  EXPECT_EQ(run.out,
+            "package korinbadrc: " + folder +
+                "/korinbadrc.rc: dataReader: package \"korinbadrc\" has no symbol \"readNothing\"\n"
+                "package korinnoentry: " + folder +
+                "/libkorinnoentry.so lacks the entry point \"korinpackage_korinnoentry_finish\"\n"
+                "1\n");
+}
+
+TEST(ShellPackages, ThePackageFinishesLastEvenWhenTheScriptExits) {
+  const ShellRun run =
+      KorinProcess().withTestPackages().run({"-e", "create MemoryVolume; puts made; exit 4"});
+  EXPECT_EQ(run.status, 4);
+  EXPECT_EQ(run.out, "made\nkorintestpkg: finished\n");
+}
+
+TEST(ShellPackages, CreatedObjectsAreCommandsUntilRemoved) {
+  const ShellRun run = KorinProcess().withTestPackages().runScript(
+      "puts [create MemoryVolume]\n"
+      "puts [create MemoryVolume]\n"
+      "puts [list]\n"
+      "puts [MemoryVolume2 getDims]\n"
+      "remove MemoryVolume\n"
+      "puts <[info commands MemoryVolume]>\n"
+      "puts [create MemoryVolume list]\n"
+      "puts [list2 getLabel]\n"
+      "puts [list2 setLabel renamed]\n"
+      "puts <[info commands list2]>[renamed getTypeId]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "MemoryVolume\nMemoryVolume2\n{MemoryVolume MemoryVolume} {MemoryVolume2 MemoryVolume}\n"
+            "4 4 4\n<>\nlist2\nlist2\nrenamed\n<>MemoryVolume\nkorintestpkg: finished\n");
+}
+
+TEST(ShellPackages, AnUnknownObjectCommandNamesWhatTheObjectOffers) {
+  const ShellRun run =
+      KorinProcess().withTestPackages().run({"-e", "create MemoryVolume vol; vol frobnicate"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err.substr(0, run.err.find('\n')),
+            "unknown command \"frobnicate\"; known: getDims, getNDataVar, getPrimType, isWritable, "
+            "readBox, writeBox, saveParameters, preview, getBoundingBox, isModified, getLoadCmd, "
+            "getFormatName, getLabel, setLabel, getTypeId");
+}
+
+TEST(ShellPackages, NewLatticeTakesDataFromFilesAndShowsASlice) {
+  KorinProcess korin;
+  korin.withTestPackages();
+  std::string ramp;
+  for (int i = 0; i < 8 * 6; ++i) ramp += static_cast<char>(i);
+  const std::string in = korin.file("ramp.raw"), out = korin.file("back.raw"),
+                    png = korin.file("slice.png");
+  writeWholeFile(in, ramp);
+  const ShellRun run = korin.runScript(
+      "set v [newLattice -ondisk 1 uint8 8 6 3 0 8 0 6 0 3]\n"
+      "puts $v\n"
+      "puts [$v getBoundingBox]\n"
+      "puts [$v writeBox " + in + " 0 0 1 8 6 1]\n"
+      "puts [$v readBox " + out + " 0 0 1 8 6 1]\n"
+      "puts [$v preview " + png + " z 1]\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "MemoryVolume\n0 8 0 6 0 3\n48\n48\n8 6\nkorintestpkg: finished\n");
+  EXPECT_EQ(readWholeFile(out), ramp);
+  const QImage image(QString::fromStdString(png));
+  ASSERT_EQ(image.width(), 8);
+  ASSERT_EQ(image.height(), 6);
+  EXPECT_EQ(image.constScanLine(0)[0], 0);
+  EXPECT_EQ(image.constScanLine(5)[7], 255);
+}
+
+TEST(ShellPackages, NewLatticeReportsALatticeThePackageDidNotMake) {
+  const ShellRun run = KorinProcess().withTestPackages().run(
+      {"-e", "newLattice -ondisk 1 complex 4 4 4"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err.substr(0, run.err.find('\n')), "newLattice: the package made no lattice");
+}
+
+TEST(ShellPackages, LoadHandsTheFileToThePackagesReader) {
+  KorinProcess korin;
+  korin.withTestPackages();
+  const std::string path = korin.file("cube.km");
+  {
+    KorinMesh mesh;
+    const int dims[3] = {2, 2, 2};
+    const unsigned char values[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    mesh.set("ContentType", "MemoryVolume");
+    mesh.set("Dims", 3, dims);
+    mesh.set("nDataVar", 1);
+    mesh.set("primType", static_cast<int>(TbPrimType::UINT8));
+    mesh.addSection(mesh.addLocation("Lattice", 3, dims), "Data", TbPrimType::UINT8, 1, values);
+    ASSERT_NE(mesh.write(path.c_str()), 0);
+  }
+  const std::string copy = korin.file("cube.raw");
+  const ShellRun run = korin.runScript(
+      "set v [load " + path + "]\n"
+      "puts $v\n"
+      "puts [load " + path + "]\n"
+      "puts [$v getFormatName]\n"
+      "puts [expr {[$v getLoadCmd] eq [list load " + path + "]}]\n"
+      "$v readBox " + copy + " 1 1 1 1 1 1\n");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "cube.km\ncube2.km\nMemory volume\n1\nkorintestpkg: finished\n");
+  EXPECT_EQ(readWholeFile(copy), std::string(1, '\x08'));
+}
+
+}  // namespace
