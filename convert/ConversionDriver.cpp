@@ -9,117 +9,27 @@
 #include <string>
 #include <vector>
 
-#include "convert/ConverterMessages.h"
+#include "convert/ChannelOption.h"
+#include "convert/ConversionWords.h"
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
 #include "host/base/TbAssertionHandlerInit.h"
 #include "host/formats/UxBrixConverter.h"
 #include "host/formats/UxFileFormat.h"
-#include "host/console/UxMessage.h"
+#include "package/Console.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
 
-UxMessage& console() { return *UxMessage::getTheMsg(); }
-
 bool sameLabel(const char* a, const char* b) { return strcasecmp(a, b) == 0; }
 
-// Reads a leading decimal integer as "%d" does; an empty or blank word reads as
-// 0, a word starting with anything else is refused.
-bool readOptionInt(const char* word, int& value) {
-  value = 0;
-  return std::sscanf(word, "%d", &value) != 0;
-}
-
-struct Settings {
-  TbString format;
-  std::string outName;
-  bool outNameGiven = false;
-  int tileSize = 0;
-  int borderSize = 0;
-  int samplingType = -1;
-  const char* compressor = nullptr;
-  bool compressorNamed = false;
-  std::vector<char*> words;  // the command's words; options are taken out of it
-  int argc = 0;              // words handed to the readers
-  char** argv = nullptr;
-};
-
-struct Option {
-  const char* name;
-  int Settings::*value;    // integer options
-  const char* badValue;    // message for a value that holds no integer
-};
-
-const Option kOptions[] = {
-    {"-tilesize", &Settings::tileSize, "%s is not a valid tilesize"},
-    {"-bordersize", &Settings::borderSize, "%s is not a valid bordersize"},
-    {"-compressor", nullptr, nullptr},
-    {"-s", &Settings::samplingType, "%s is not a valid sampling type"},
-};
-
-// Options follow the output name, each recognised only in the table's order.
-bool takeOptions(Settings& s) {
-  for (const Option& option : kOptions) {
-    if (s.words.size() < 8) break;
-    if (std::strcmp(s.words[6], option.name) != 0) continue;
-    const char* value = s.words[7];
-    if (!option.value) {
-      s.compressor = value;
-      s.compressorNamed = true;
-    } else if (!readOptionInt(value, s.*option.value)) {
-      console().printf(option.badValue, value);
-      return false;
-    }
-    s.words.erase(s.words.begin() + 6, s.words.begin() + 8);
-  }
-  return true;
-}
-
-// 1 to go on, 0 for a refused command (message printed).
-int readCommandWords(Settings& s, int argc, char** argv, InputList& inputs) {
-  s.words.assign(argv, argv + argc);
-  if (argc > 2) {
-    if (std::strcmp(argv[2], "-format") != 0) {
-      console().printf("%s", kConvertUsage);
-      return 0;
-    }
-    if (argc < 4) {
-      console().printf("no format specified");
-      return 0;
-    }
-    s.format = argv[3];
-  }
-  s.argc = argc;
-  if (argc < 5) return 1;
-  if (std::strcmp(argv[4], "-lda") != 0) {
-    console().printf("%s", kConvertUsage);
-    return 0;
-  }
-  if (argc < 6) {
-    console().printf("no lda directory specified");
-    return 0;
-  }
-  s.outName = argv[5];
-  s.outNameGiven = true;
-  if (!takeOptions(s)) return 0;
-  for (size_t i = 6; i < s.words.size(); ++i) inputs.append(strdup(s.words[i]));
-  s.argc = static_cast<int>(s.words.size()) - 6;
-  s.argv = s.argc > 0 ? s.words.data() + 6 : nullptr;
-  return 1;
-}
-
-}  // namespace
-
-namespace {
-
 // Fills what the words left open from the module's ports; 0 when no output is named.
-int completeFromPorts(UxConvertToDiskData& m, Settings& s, InputList& inputs) {
+int completeFromPorts(UxConvertToDiskData& m, ConversionSettings& s, InputList& inputs) {
   if (s.tileSize == 0) s.tileSize = std::atoi(m.tileSize.getLabel(0, m.tileSize.getIndex(0)));
   // The menu's entries ("Sharp", "Average") hold no number: the choice is its index.
   if (s.samplingType == -1) s.samplingType = m.samplingType.getIndex(0);
   if (s.borderSize == 0) s.borderSize = m.borderSize.getValue(0);
-  if (!s.outNameGiven && m.output.filenames.size()) s.outName = m.output.filenames[0].getString();
+  if (!s.outNameGiven) s.outName = m.output.getFilename(0);
   if (s.outName.empty()) {
     console().printf("please specify output");
     return 0;
@@ -131,9 +41,9 @@ int completeFromPorts(UxConvertToDiskData& m, Settings& s, InputList& inputs) {
     s.compressor = label && *label ? label : nullptr;
   }
   if (s.argc == 0) {
-    for (int i = 0; i < m.inputs.filenames.size(); ++i) inputs.append(strdup(m.inputs.filenames[i].getString()));
+    for (int i = 0; i < m.inputs.getNum(); ++i) inputs.append(strdup(m.inputs.getFilename(i)));
     if (s.format.isEmpty())
-      s.format = m.inputs.formatLabels.size() ? m.inputs.formatLabels[0].getString() : "unknown";
+      s.format = m.inputs.getNumFormatLabels() ? m.inputs.getFormatLabel(0) : "unknown";
   }
   return 1;
 }
@@ -159,21 +69,17 @@ struct RawDescription {
   bool isRaw = false;
 };
 
-}  // namespace
-
-namespace {
-
 const int kImageDescriptionWords = 9;  // -bbox b1 .. b6 -channel c
 
 // Words for the image reader: handed on only when they begin with the image
 // description ("-bbox ..."), so that plain file names still get the dialog.
-int imageWordCount(const Settings& s) {
+int imageWordCount(const ConversionSettings& s) {
   return s.argc > 0 && s.argv && std::strcmp(s.argv[0], "-bbox") == 0 ? s.argc : 0;
 }
 
 struct Conversion {
   UxConvertToDiskData& module;
-  Settings& settings;
+  ConversionSettings& settings;
   InputList& inputs;
   TbFilename outFile;
   RawDescription raw;
@@ -184,7 +90,7 @@ struct Conversion {
   int tiled(bool& cancelled) {
     UxConvertToDiskData& m = module;
     m.infoOnly = true;
-    m.convertMethod = 2;
+    m.convertMethod = CHANNEL_FIRST;
     raw = RawDescription();
     if (sameLabel(settings.format.getString(), "Raw Data")) {
       const InputList before = inputs;
@@ -209,7 +115,7 @@ struct Conversion {
       dropDescriptionWords(argc);
     }
     int result = 0;
-    if (m.convertMethod == 10) {
+    if (m.convertMethod == CHANNEL_COLORFIELD) {
       console().printf("Colorfield not yet supported by voxelan");
     } else {
       TbDArray<const char*> files;
@@ -267,7 +173,7 @@ struct Conversion {
 }  // namespace
 
 int UxConvertToDiskData::convertToDiskData(int argc, char** argv) {
-  Settings settings;
+  ConversionSettings settings;
   InputList inputs;
   struct Release {
     InputList& list;

@@ -5,23 +5,21 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "convert/ChunkPlan.h"
+#include "convert/ChannelOption.h"
 #include "convert/ImagePixels.h"
 #include "convert/InputList.h"
 #include "convert/QxImReadDialogNegotiator.h"
+#include "convert/SliceChunkWriter.h"
 #include "convert/UxConvertToDiskData.h"
-#include "diskdata/UxDiskData.h"
 #include "host/images/ImageReaders.h"
 #include "host/dialogs/QxImReadDialog.h"
 #include "host/base/TbAssertionHandlerInit.h"
-#include "host/base/TbMemory.h"
-#include "host/console/UxMessage.h"
 #include "host/console/UxWorkArea.h"
+#include "package/CommandWords.h"
+#include "package/Console.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
-
-UxMessage& console() { return *UxMessage::getTheMsg(); }
 
 const char kChannelOptions[] =
     "no support for that channel-option for that type of image\n -channel:\n 0 -> maximum \n 1-> average "
@@ -29,7 +27,7 @@ const char kChannelOptions[] =
 
 struct Stack {
   int width = 0, height = 0, depth = 0, channels = 0;
-  int option = 2;
+  int option = CHANNEL_FIRST;
   float box[6] = {-1, 0, 0, 0, 0, 0};  // xmin < 0: not given
   TbPrimType pixelType = TbPrimType::UINT8;
 };
@@ -54,7 +52,7 @@ bool readWords(InputList& files, int argc, char** argv, Stack& stack) {
     console().printf("Error -channel");
     return false;
   }
-  stack.option = static_cast<int>(std::strtol(argv[8], nullptr, 10));
+  stack.option = leadingInt(argv[8]);
   stack.depth = argc - 9;
   files.clear();
   for (int i = 9; i < argc; ++i) files.append(strdup(argv[i]));
@@ -76,20 +74,6 @@ bool askDialog(const InputList& files, Stack& stack) {
   }
   negotiator.deleteForkedObject();
   return result == 1;
-}
-
-bool storeChunk(UxDiskData& data, unsigned char* buffer, const Stack& stack, int first, int n) {
-  UxExternalData::BlockRequest request;
-  request.data = buffer;
-  const int size[3] = {stack.width, stack.height, n};
-  for (int a = 0; a < 3; ++a) {
-    request.origin[a] = request.bufferOrigin[a] = a == 2 ? first : 0;
-    request.size[a] = request.bufferSize[a] = size[a];
-    request.subsampling[a] = 1;
-  }
-  if (data.putBlock(&request)) return true;
-  console().printf("Error: can't write the slices from %d on", first);
-  return false;
 }
 
 enum Outcome { STORED, INTERRUPTED, FAILED };
@@ -116,14 +100,14 @@ Outcome convertImage(const char* file, const Stack& stack, int components, unsig
   return STORED;
 }
 
-// Converts the whole stack into `data`; false on failure (message printed).
-bool convertStack(UxDiskData& data, const InputList& files, const Stack& stack, int components,
-                  unsigned char* buffer, int chunk) {
+// Converts the whole stack through `writer`; false on failure (message printed).
+bool convertStack(SliceChunkWriter& writer, const InputList& files, const Stack& stack, int components) {
   UxWorkArea* work = UxWorkArea::getTheWorkArea();
+  const int chunk = writer.chunkSlices();
   const size_t sliceBytes = static_cast<size_t>(stack.width) * stack.height * components;
   for (int s = 0; s < stack.depth; s += chunk) {
     const int n = chunk < stack.depth - s ? chunk : stack.depth - s;
-    std::memset(buffer, 0, sliceBytes * n);
+    std::memset(writer.chunk(), 0, sliceBytes * n);
     for (int i = s; i < s + n; ++i) {
       work->setWorkText("Processing image: %d", i);
       work->setProgress(static_cast<float>(i + 1) / static_cast<float>(stack.depth));
@@ -131,9 +115,12 @@ bool convertStack(UxDiskData& data, const InputList& files, const Stack& stack, 
         console().printf("Interrupted");
         return true;  // the chunks stored so far are kept, with their levels
       }
-      if (convertImage(files[i], stack, components, buffer + (i - s) * sliceBytes) == FAILED) return false;
+      if (convertImage(files[i], stack, components, writer.chunk() + (i - s) * sliceBytes) == FAILED) return false;
     }
-    if (!storeChunk(data, buffer, stack, s, n)) return false;
+    if (!writer.store(s, n)) {
+      console().printf("Error: can't write the slices from %d on", s);
+      return false;
+    }
   }
   return true;
 }
@@ -186,19 +173,11 @@ int UxConvertToDiskData::readerImg2UxDiskData(InputList files, const char* outNa
     return 0;
   }
 
-  const int chunk = chunkSlices(static_cast<int64_t>(stack.width) * stack.height * components);
-  UxWorkArea* work = UxWorkArea::getTheWorkArea();
-  work->startWork("%s", "");
-  const size_t bufferBytes = static_cast<size_t>(stack.width) * stack.height * components * chunk;
-  auto* buffer = static_cast<unsigned char*>(tbmalloc(bufferBytes));
+  SliceChunkWriter writer(static_cast<int64_t>(stack.width) * stack.height * components);
   const int dims[3] = {stack.width, stack.height, stack.depth};
-  UxDiskData* data = buffer ? UxDiskData::create(outName, outName, dims, components, TbPrimType::UINT8, stack.box) : nullptr;
-  if (!buffer) console().printf("Error: not enough memory for %zu bytes", bufferBytes);
-  if (buffer && !data) console().printf("Error: can't create lda\n");
-  const bool done = data && convertStack(*data, files, stack, components, buffer, chunk);
-  if (done) data->updateAllLevels();
-  work->stopWork();
-  if (data) data->unref();
-  tbfree(buffer);
-  return done ? 1 : 0;
+  if (!writer.start(outName, dims, components, TbPrimType::UINT8, stack.box, SliceChunkWriter::MEASURED) ||
+      !convertStack(writer, files, stack, components))
+    return 0;
+  writer.finish();
+  return 1;
 }

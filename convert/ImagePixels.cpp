@@ -2,12 +2,11 @@
 
 #include <cstring>
 
+#include "convert/ChannelOption.h"
 #include "host/base/TbAssertionHandlerInit.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
-
-enum { MAXIMUM = 0, WEIGHTED = 1, FIRST = 2, SECOND = 3, THIRD = 4, ALPHA = 5, COLORFIELD = 10 };
 
 inline unsigned char weighted(QRgb p) {
   const float value = (qRed(p) * 0.3f + qGreen(p) * 0.59f) + qBlue(p) * 0.11f;
@@ -37,11 +36,11 @@ void colorField(const QRgb* row, int width, int channels, unsigned char* out) {
 }  // namespace
 
 int componentsForOption(int option, int channels) {
-  if (channels == 1) return option == FIRST ? 1 : 0;
+  if (channels == 1) return option == CHANNEL_FIRST ? 1 : 0;
   if (channels <= 2) return 0;
-  if (option <= THIRD) return 1;
-  if (option == ALPHA && channels == 4) return 1;
-  if (option == COLORFIELD) return 4;
+  if (option <= CHANNEL_THIRD) return 1;
+  if (option == CHANNEL_ALPHA && channels == 4) return 1;
+  if (option == CHANNEL_COLORFIELD) return 4;
   return 0;
 }
 
@@ -55,19 +54,19 @@ QImage prepareImage(const QImage& image, int channels) {
 bool convertRow(const QImage& image, int y, int option, int channels, unsigned char* out) {
   const int width = image.width();
   if (channels == 1) {
-    if (option != FIRST) return false;
+    if (option != CHANNEL_FIRST) return false;
     std::memcpy(out, image.constScanLine(y), static_cast<size_t>(width));
     return true;
   }
   const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
   switch (option) {
-    case MAXIMUM: eachPixel(row, width, out, maximum); return true;
-    case WEIGHTED: eachPixel(row, width, out, weighted); return true;
-    case FIRST: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qRed(p)); }); return true;
-    case SECOND: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qGreen(p)); }); return true;
-    case THIRD: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qBlue(p)); }); return true;
-    case ALPHA: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qAlpha(p)); }); return true;
-    case COLORFIELD:
+    case CHANNEL_MAXIMUM: eachPixel(row, width, out, maximum); return true;
+    case CHANNEL_WEIGHTED: eachPixel(row, width, out, weighted); return true;
+    case CHANNEL_FIRST: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qRed(p)); }); return true;
+    case CHANNEL_SECOND: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qGreen(p)); }); return true;
+    case CHANNEL_THIRD: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qBlue(p)); }); return true;
+    case CHANNEL_ALPHA: eachPixel(row, width, out, [](QRgb p) { return static_cast<unsigned char>(qAlpha(p)); }); return true;
+    case CHANNEL_COLORFIELD:
       if (channels != 3 && channels != 4) return false;
       colorField(row, width, channels, out);
       return true;

@@ -1,9 +1,6 @@
 #pragma once
 // Turns one row of an image into the bytes of one row of a slice, by the
-// channel option of the image-stack conversion:
-//   0 maximum of R, G, B        1 weighted average (0.3 R + 0.59 G + 0.11 B)
-//   2 channel 1 (R, or the grey value)   3 channel 2 (G)   4 channel 3 (B)
-//   5 alpha (A)                 10 colour field: R, G, B and A (1 for images without alpha)
+// channel option of the image-stack conversion (convert/ChannelOption.h).
 // Rows are moved whole where they can be: grey rows are copied as they are.
 #include <QImage>
 

@@ -7,12 +7,10 @@
 #include "convert/UxConvertToDiskData.h"
 #include "host/mesh/KorinMesh.h"
 #include "host/base/TbAssertionHandlerInit.h"
-#include "host/console/UxMessage.h"
+#include "package/Console.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
-
-UxMessage& console() { return *UxMessage::getTheMsg(); }
 
 // Reads the header only: the positions of the sections, not their values.
 KorinMesh* readHeader(const char* path) {

@@ -5,21 +5,18 @@
 #include <cstdint>
 
 #include "blockstore/BlockFileIO.h"
-#include "convert/ChunkPlan.h"
 #include "convert/InputList.h"
+#include "convert/SliceChunkWriter.h"
 #include "convert/UxConvertToDiskData.h"
-#include "diskdata/UxDiskData.h"
 #include "host/base/TbAssertionHandlerInit.h"
 #include "host/base/TbCPUInfo.h"
-#include "host/base/TbMemory.h"
 #include "host/rawdata/TbRawData.h"
-#include "host/console/UxMessage.h"
 #include "host/console/UxWorkArea.h"
+#include "package/Console.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
 
-UxMessage& console() { return *UxMessage::getTheMsg(); }
 BlockFileIO& io() { return BlockFileIO::current(); }
 
 // The input side of one raw conversion: one file holding every slice, or one
@@ -75,17 +72,6 @@ class RawSlices {
   int fd = -1;
 };
 
-bool storeChunk(UxDiskData& data, void* buffer, const int* dims, int first, int n) {
-  UxExternalData::BlockRequest request;
-  request.data = buffer;
-  const int origin[3] = {0, 0, first}, size[3] = {dims[0], dims[1], n};
-  for (int a = 0; a < 3; ++a) {
-    request.origin[a] = request.bufferOrigin[a] = origin[a];
-    request.size[a] = request.bufferSize[a] = size[a];
-    request.subsampling[a] = 1;
-  }
-  return data.putBlock(&request) == 1;
-}
 }  // namespace
 
 int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const int* dims, int nDataVar,
@@ -97,36 +83,24 @@ int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const 
                      files.size(), dims[2]);
     return 0;
   }
-  UxDiskData* data = UxDiskData::create(outName, outName, dims, nDataVar, primType, bbox);
-  if (!data) {
-    console().printf("Error: can't create lda\n");
-    return 0;
-  }
   const int elemSize = primType.size();
   const int64_t sliceBytes = static_cast<int64_t>(dims[0]) * dims[1] * nDataVar * elemSize;
-  const int chunk = chunkSlices(sliceBytes);
+  SliceChunkWriter writer(sliceBytes);
+  if (!writer.start(outName, dims, nDataVar, primType, bbox, SliceChunkWriter::BUSY)) return 0;
+  const int chunk = writer.chunkSlices();
   UxWorkArea* work = UxWorkArea::getTheWorkArea();
-  work->startBusy("%s", "");
-  auto* buffer = static_cast<unsigned char*>(tbmalloc(static_cast<size_t>(chunk * sliceBytes)));
-  bool ok = buffer != nullptr;
-  if (!ok) console().printf("Error: not enough memory for %lld bytes", static_cast<long long>(chunk * sliceBytes));
   const bool swap = TbCPUInfo::isLittleEndian() != (littleEndian != 0);
-  {
-    RawSlices input(files, headerOffset, sliceBytes);
-    for (int s = 0; ok && s < dims[2]; s += chunk) {
-      work->setProgress(static_cast<float>(s + chunk) / static_cast<float>(dims[2]));
-      const int n = chunk < dims[2] - s ? chunk : dims[2] - s;
-      ok = input.read(buffer, s, n);
-      if (ok && swap) TbRawData::swapBytes(TbTypedPointer(buffer, primType), static_cast<unsigned long>(n * sliceBytes / elemSize));
-      if (ok && !storeChunk(*data, buffer, dims, s, n)) {
-        console().printf("Error: can't write %s", outName);
-        ok = false;
-      }
+  RawSlices input(files, headerOffset, sliceBytes);
+  for (int s = 0; s < dims[2]; s += chunk) {
+    work->setProgress(static_cast<float>(s + chunk) / static_cast<float>(dims[2]));
+    const int n = chunk < dims[2] - s ? chunk : dims[2] - s;
+    if (!input.read(writer.chunk(), s, n)) return 0;
+    if (swap) TbRawData::swapBytes(TbTypedPointer(writer.chunk(), primType), static_cast<unsigned long>(n * sliceBytes / elemSize));
+    if (!writer.store(s, n)) {
+      console().printf("Error: can't write %s", outName);
+      return 0;
     }
   }
-  if (ok) data->updateAllLevels();
-  work->stopWork();
-  data->unref();
-  tbfree(buffer);
-  return ok ? 1 : 0;
+  writer.finish();
+  return 1;
 }

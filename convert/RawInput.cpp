@@ -9,7 +9,8 @@
 #include "convert/InputList.h"
 #include "convert/UxConvertToDiskData.h"
 #include "host/base/TbAssertionHandlerInit.h"
-#include "host/console/UxMessage.h"
+#include "package/CommandWords.h"
+#include "package/Console.h"
 #include "host/dialogs/UxReadRawDialog.h"
 
 namespace {
@@ -20,15 +21,11 @@ const int kDescriptionWords = 19;  // the words before the first file name
 const int kRawTypes[] = {TbPrimType::UINT8, TbPrimType::INT16, TbPrimType::UINT16,
                          TbPrimType::INT32, TbPrimType::FLOAT, TbPrimType::DOUBLE};
 
-UxMessage& console() { return *UxMessage::getTheMsg(); }
-
 bool expectWord(char** argv, int position, const char* word, const char* message) {
   if (std::strcmp(argv[position], word) == 0) return true;
   console().printf("%s", message);
   return false;
 }
-
-int leadingInt(const char* word) { return static_cast<int>(std::strtol(word, nullptr, 10)); }
 
 bool typeOfName(const char* name, TbPrimType& type) {
   for (int code : kRawTypes) {

@@ -4,6 +4,7 @@
 #include <Inventor/SoType.h>
 #include <Inventor/lists/SoTypeList.h>
 
+#include "convert/ChannelOption.h"
 #include "convert/OutputFileType.h"
 #include "host/codecs/SoDataCompressor.h"
 #include "host/base/TbAssertionHandlerInit.h"
@@ -15,7 +16,6 @@ TbAssertionHandlerInit assertionHandler;
 
 const char* const kTileSizes[] = {"32", "64", "128", "256"};
 const char* const kSamplingTypes[] = {"Sharp", "Average"};
-const int kModuleTakesData = 4;
 
 TbTypeInfo* const converterType = UxConvertToDiskData::getClassTypeId();
 }  // namespace
@@ -31,7 +31,7 @@ UxConvertToDiskData::UxConvertToDiskData()
       doIt(this, "doIt", 1),
       rawPrimType(0),
       rawNDataVar(-1) {
-  moduleFlags &= ~kModuleTakesData;
+  moduleFlags &= ~UxModule::TAKES_DATA_CONNECTION;
   portData.hideMaskIncrease();
   offerOutputFileType(output, false);
   output.setLabelWidth(70);
@@ -39,7 +39,7 @@ UxConvertToDiskData::UxConvertToDiskData()
   doIt.setLabel(0, "CreateDiskData");
   for (int a = 0; a < 3; ++a) rawDims[a] = 0;
   for (int i = 0; i < 6; ++i) rawBox[i] = 0;
-  convertMethod = 2;
+  convertMethod = CHANNEL_FIRST;
   infoOnly = false;
   force311Format = false;
   for (int i = 0; i < 4; ++i) tileSize.setLabel(0, i, kTileSizes[i]);
@@ -84,7 +84,7 @@ void UxConvertToDiskData::getRegisteredCompressorsNames() {
 
 void UxConvertToDiskData::compute() {
   if (output.hasNewValue()) {
-    TbFilename name(output.filenames.size() ? output.filenames[0].getString() : "");
+    TbFilename name(output.getFilename(0));
     name.removeExtension();
     if (!name.isEmpty()) {
       name += force311Format ? ".km" : ".lda";
@@ -92,5 +92,5 @@ void UxConvertToDiskData::compute() {
     }
   }
   if (doIt.wasHit(0) && convertToDiskData(0, nullptr) > 0)
-    UxResource::loadData(output.filenames.size() ? output.filenames[0].getString() : "", false);
+    UxResource::loadData(output.getFilename(0), false);
 }

@@ -14,8 +14,6 @@
 namespace {
 TbAssertionHandlerInit assertionHandler;
 
-const float kDefaultBox[6] = {-1, 1, -1, 1, -1, 1};
-const int kCreateDialogUsage = 2;
 
 // Misuse of a block request is reported the host's way: plain stdout, no newline.
 void reportMisuse(const char* text) {
@@ -41,7 +39,7 @@ int askOverwrite(const TbFilename& name) {
 // The name the user picks in the host's file dialog; empty when cancelled.
 TbFilename askDescriptionName() {
   UxFileDialog dialog;
-  dialog.setDialogUsage(kCreateDialogUsage);
+  dialog.setDialogUsage(UxFileDialog::SAVE_FILE);
   dialog.setTitle("Create Large Disk Data");
   if (!dialog.postAndWait()) return TbFilename();
   return TbFilename(dialog.getFileName(0));
@@ -67,6 +65,7 @@ TbTypeInfo* const diskDataType = UxDiskData::getClassTypeId();
 }  // namespace
 
 const int UxDiskData::kBlocking[3] = {32, 16, 4};
+const float UxDiskData::kDefaultBox[6] = {-1, 1, -1, 1, -1, 1};
 
 UxDiskData::UxDiskData(const int* dims, int nDataVar, TbPrimType primType, LatticeManager* lattice)
     : UxExternalData(dims, nDataVar, primType), latticeManager(lattice) {

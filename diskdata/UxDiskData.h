@@ -22,6 +22,8 @@ class UXDD_API UxDiskData : public UxExternalData {
  public:
   // The block extent of every set the package creates.
   static const int kBlocking[3];
+  // The bounding box of a set made without one: -1 to 1 on every axis.
+  static const float kDefaultBox[6];
 
   UxDiskData(const int* dims, int nDataVar, TbPrimType primType, LatticeManager* latticeManager);
   ~UxDiskData() override;

@@ -1,5 +1,4 @@
 // The disk data's own command and the host's hook for new on-disk lattices.
-#include <cstdlib>
 #include <cstring>
 
 #include "diskdata/UxDiskData.h"
@@ -7,6 +6,7 @@
 #include "host/base/TbDataType.h"
 #include "host/objects/UxCmdInfo.h"
 #include "host/objects/UxLatticeTypes.h"
+#include "package/CommandWords.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
@@ -29,30 +29,30 @@ int primTypeOfWord(const char* word) {
   return -1;
 }
 
-int leadingInt(const char* word) { return static_cast<int>(std::strtol(word, nullptr, 10)); }
-
-const float kDefaultBox[6] = {-1, 1, -1, 1, -1, 1};
+const int kAnyCount = 1 << 30;  // the handlers check their own word counts
 
 // object createDiskData descriptionFile dataFilePath x y z nDataVar type
-int createDiskDataCommand(Tcl_Interp* interp, int argc, char** argv) {
+int createDiskDataCommand(UxDiskData&, Tcl_Interp* interp, int argc, char** argv) {
   if (argc != 9) return cmdError(interp, 2, argv[1]);
   const int type = primTypeOfWord(argv[8]);
   if (type < 0) return 1;
   const int size[3] = {leadingInt(argv[4]), leadingInt(argv[5]), leadingInt(argv[6])};
-  UxDiskData* data = UxDiskData::create(argv[2], argv[3], size, leadingInt(argv[7]), type, kDefaultBox);
+  UxDiskData* data = UxDiskData::create(argv[2], argv[3], size, leadingInt(argv[7]), type, UxDiskData::kDefaultBox);
   if (!data) return 1;
   // The new set becomes one of the host's objects, so its name is a command at once.
   UxData::registerData(data, argv[2], nullptr);
   Tcl_VaSetResult(interp, "%s", data->getLabel());
   return 0;
 }
+
+const UxCommandEntry<UxDiskData> kDiskDataCommands[] = {
+    {"createDiskData", 0, kAnyCount, nullptr, createDiskDataCommand},
+};
 }  // namespace
 
 int UxDiskData::parse(Tcl_Interp* interp, int argc, char** argv) {
-  getCmdInfo().append({"createDiskData", nullptr});
-  if (argc < 2 || std::strcmp(argv[1], "createDiskData") != 0)
-    return UxExternalData::parse(interp, argc, argv);
-  return createDiskDataCommand(interp, argc, argv);
+  const int handled = dispatchCommand(kDiskDataCommands, *this, interp, argc, argv);
+  return handled >= 0 ? handled : UxExternalData::parse(interp, argc, argv);
 }
 
 UxDiskData* UxDiskData__create_uxlattice(int nDataVar, const char* dataType, int nDims,
@@ -63,5 +63,5 @@ UxDiskData* UxDiskData__create_uxlattice(int nDataVar, const char* dataType, int
   TbDataType type;
   type.init(dataType);
   if (!type.isTbPrimType()) return nullptr;
-  return UxDiskData::create(nullptr, nullptr, dims, nDataVar, type.asTbPrimType(), bbox ? bbox : kDefaultBox);
+  return UxDiskData::create(nullptr, nullptr, dims, nDataVar, type.asTbPrimType(), bbox ? bbox : UxDiskData::kDefaultBox);
 }

@@ -44,7 +44,7 @@ int UxDiskData::saveDescription(const char* path, const UxParamBundle* extra) {
   mesh.set("nDataVar", nDataVar);
   mesh.set("primType", static_cast<int>(latticeManager->primType));
   mesh.set("BoundingBox", 6, boundingBox);
-  if (!mesh.write(path, 1, nullptr)) return 0;
+  if (!mesh.write(path, KorinMesh::BINARY_LITTLE_ENDIAN, nullptr)) return 0;
   parameters().set("Filename", path, 0);
   setLoadCmd(path, 0);
   return 1;

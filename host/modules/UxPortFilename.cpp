@@ -6,10 +6,11 @@
 
 namespace {
 
-Tcl_Obj* listOf(const TbDArray<TbString>& items) {
+// The port's names, or their format labels, as a Tcl list.
+Tcl_Obj* listOf(const UxPortFilename& port, const char* (UxPortFilename::*item)(int) const, int count) {
   Tcl_Obj* list = Tcl_NewListObj(0, nullptr);
-  for (int i = 0; i < items.size(); ++i)
-    Tcl_ListObjAppendElement(nullptr, list, Tcl_NewStringObj(items[i].getString(), -1));
+  for (int i = 0; i < count; ++i)
+    Tcl_ListObjAppendElement(nullptr, list, Tcl_NewStringObj((port.*item)(i), -1));
   return list;
 }
 
@@ -22,12 +23,12 @@ int setValueCommand(UxPortFilename& port, Tcl_Interp* interp, int argc, char** a
 }
 
 int getValueCommand(UxPortFilename& port, Tcl_Interp* interp, int, char**) {
-  Tcl_SetObjResult(interp, listOf(port.filenames));
+  Tcl_SetObjResult(interp, listOf(port, &UxPortFilename::getFilename, port.getNum()));
   return TCL_OK;
 }
 
 int getFormatsCommand(UxPortFilename& port, Tcl_Interp* interp, int, char**) {
-  Tcl_SetObjResult(interp, listOf(port.formatLabels));
+  Tcl_SetObjResult(interp, listOf(port, &UxPortFilename::getFormatLabel, port.getNumFormatLabels()));
   return TCL_OK;
 }
 
@@ -78,6 +79,10 @@ void UxPortFilename::setFilenames(const char* const* names, int count) {
 
 const char* UxPortFilename::getFilename(int index) const {
   return index >= 0 && index < filenames.size() ? filenames[index].getString() : "";
+}
+
+const char* UxPortFilename::getFormatLabel(int index) const {
+  return index >= 0 && index < formatLabels.size() ? formatLabels[index].getString() : "";
 }
 
 void UxPortFilename::recognizeFormats() {

@@ -1,12 +1,12 @@
 #pragma once
 // UxPortFilename: a port holding one file name, or several in MULTI_FILE mode.
 //
-// filenames holds the names, the first being the port's current one.
-// formatLabels holds what UxFileFormat::recognize made of them, refreshed
-// whenever names are set: formatLabels[i] is always the label of filenames[i],
-// and the list stops before the first file that is not recognised. So it is
-// as long as filenames when every file was recognised, shorter otherwise, and
-// empty when the first file was not.
+// The port holds names, the first being its current one, and what
+// UxFileFormat::recognize made of them, refreshed whenever names are set:
+// getFormatLabel(i) is always the label of getFilename(i), and the labels stop
+// before the first file that is not recognised. So there are as many labels
+// as names when every file was recognised, fewer otherwise, and none when the
+// first file was not.
 //
 // The mode guides the file dialog only: names are taken as given, whether or
 // not the files exist. Nothing here fails except Tcl words, which set a
@@ -41,6 +41,9 @@ class UxPortFilename : public UxPort {
   // "" when there is no name at that index.
   const char* getFilename(int index = 0) const;
   int getNum() const { return filenames.size(); }
+  // "" when there is no label at that index.
+  const char* getFormatLabel(int index = 0) const;
+  int getNumFormatLabels() const { return formatLabels.size(); }
 
   int parse(Tcl_Interp* interp, int argc, char** argv) override;
 
@@ -48,12 +51,11 @@ class UxPortFilename : public UxPort {
   // its names; 1 when names were taken, 0 when the dialog was cancelled.
   int browse();
 
-  TbDArray<TbString> filenames;
-  TbDArray<TbString> formatLabels;
-
  private:
   void recognizeFormats();
 
+  TbDArray<TbString> filenames;
+  TbDArray<TbString> formatLabels;
   Mode mode;
   TbDArray<TbString> typeLabels;
   TbDArray<TbString> typeExtensions;

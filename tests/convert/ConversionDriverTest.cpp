@@ -187,7 +187,7 @@ TEST_F(Driver, FromThePortsAFileOfNoKnownFormatIsRawData) {
   const std::string unknown = dir.file("scan.xyz");
   writeRaw(unknown, volume);
   module.inputs.setFilename(unknown.c_str());
-  ASSERT_EQ(module.inputs.formatLabels.size(), 0);
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 0);
   module.output.setFilename(dir.file("vol.lda").c_str());
   UxBatchAnswers::push(UxBatchAnswers::RAW, kDescribe16);
   EXPECT_EQ(module.convertToDiskData(0, nullptr), 1);
@@ -203,7 +203,7 @@ TEST_F(Driver, FromThePortsRawFilesGetTheDialogAndTheTiledConverter) {
   std::vector<const char*> names;
   for (const std::string& name : slices) names.push_back(name.c_str());
   module.inputs.setFilenames(names.data(), static_cast<int>(names.size()));
-  ASSERT_EQ(module.inputs.formatLabels.size(), 5);
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 5);
   module.output.setFilename(dir.file("vol").c_str());
   UxBatchAnswers::push(UxBatchAnswers::RAW, kDescribe16);
   EXPECT_EQ(module.convertToDiskData(0, nullptr), 1);

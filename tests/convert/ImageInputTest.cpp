@@ -550,8 +550,8 @@ class ImageDriver : public ImageInput {
 };
 
 TEST_F(ImageDriver, FromThePortsATiffStackIsDescribedThenTiled) {
-  ASSERT_EQ(module.inputs.formatLabels.size(), 4);
-  EXPECT_STREQ(module.inputs.formatLabels[0].getString(), "TIFF");
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 4);
+  EXPECT_STREQ(module.inputs.getFormatLabel(0), "TIFF");
   TiledDouble tiled(1, {"TIFF"});
   UxBatchAnswers::push(UxBatchAnswers::IMAGE, {"-bbox", "1", "2", "3", "4", "5", "6", "-channel", "3"});
   EXPECT_EQ(module.convertToDiskData(0, nullptr), 1);

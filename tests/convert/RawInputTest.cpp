@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "ConvertTestSupport.h"
-#include "convert/ChunkPlan.h"
+#include "convert/SliceChunkWriter.h"
 #include "support/ConsoleCapture.h"
 #include "support/TempDir.h"
 

@@ -48,10 +48,10 @@ TEST_F(PortFilenameTest, EveryRecognisedFileGetsItsLabelInTheSameOrder) {
   ASSERT_EQ(run({"m", "inputs", "setValue", file("slice0.png"), file("volume.raw"),
                  file("slice1.png")}),
             TCL_OK);
-  EXPECT_EQ(module.inputs.filenames.size(), 3);
-  ASSERT_EQ(module.inputs.formatLabels.size(), 3);
-  EXPECT_STREQ(module.inputs.formatLabels[0].getString(), "PNG");
-  EXPECT_STREQ(module.inputs.formatLabels[1].getString(), "Raw Data");
+  EXPECT_EQ(module.inputs.getNum(), 3);
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 3);
+  EXPECT_STREQ(module.inputs.getFormatLabel(0), "PNG");
+  EXPECT_STREQ(module.inputs.getFormatLabel(1), "Raw Data");
   ASSERT_EQ(run({"m", "inputs", "getFormats"}), TCL_OK);
   EXPECT_EQ(result(), "PNG {Raw Data} PNG");
   EXPECT_TRUE(module.inputs.hasNewValue());
@@ -61,12 +61,12 @@ TEST_F(PortFilenameTest, LabelsStopBeforeTheFirstFileNotRecognised) {
   ASSERT_EQ(run({"m", "inputs", "setValue", file("slice0.png"), file("notes.txt"),
                  file("slice1.png")}),
             TCL_OK);
-  ASSERT_EQ(module.inputs.formatLabels.size(), 1) << "a label must never belong to another file";
-  EXPECT_STREQ(module.inputs.formatLabels[0].getString(), "PNG");
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 1) << "a label must never belong to another file";
+  EXPECT_STREQ(module.inputs.getFormatLabel(0), "PNG");
 
   ASSERT_EQ(run({"m", "inputs", "setValue", file("notes.txt"), file("slice1.png")}), TCL_OK);
-  EXPECT_EQ(module.inputs.filenames.size(), 2);
-  EXPECT_EQ(module.inputs.formatLabels.size(), 0);
+  EXPECT_EQ(module.inputs.getNum(), 2);
+  EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
   ASSERT_EQ(run({"m", "inputs", "getFormats"}), TCL_OK);
   EXPECT_EQ(result(), "");
 }
@@ -89,10 +89,10 @@ TEST_F(PortFilenameTest, SingleNamePortsTakeExactlyOneNameAndEmptyClears) {
   EXPECT_EQ(run({"m", "output", "setValue"}), TCL_ERROR);
   EXPECT_EQ(result(), "setValue: expected NAME");
   EXPECT_STREQ(module.output.getFilename(), file("out.uxdd").c_str()) << "a refusal changes nothing";
-  EXPECT_EQ(module.output.formatLabels.size(), 0) << "an unknown extension of a missing file";
+  EXPECT_EQ(module.output.getNumFormatLabels(), 0) << "an unknown extension of a missing file";
 
   ASSERT_EQ(run({"m", "output", "setValue", ""}), TCL_OK);
-  EXPECT_EQ(module.output.filenames.size(), 0);
+  EXPECT_EQ(module.output.getNum(), 0);
   ASSERT_EQ(run({"m", "output", "getValue"}), TCL_OK);
   EXPECT_EQ(result(), "");
 }
@@ -100,24 +100,24 @@ TEST_F(PortFilenameTest, SingleNamePortsTakeExactlyOneNameAndEmptyClears) {
 TEST_F(PortFilenameTest, MissingFilesAreTakenAsGivenInEveryMode) {
   ASSERT_EQ(run({"m", "header", "setValue", file("missing.raw")}), TCL_OK);
   EXPECT_STREQ(module.header.getFilename(), file("missing.raw").c_str());
-  EXPECT_STREQ(module.header.formatLabels[0].getString(), "Raw Data");
+  EXPECT_STREQ(module.header.getFormatLabel(0), "Raw Data");
   ASSERT_EQ(run({"m", "inputs", "setValue"}), TCL_OK) << "a multi-file port may be emptied";
-  EXPECT_EQ(module.inputs.filenames.size(), 0);
+  EXPECT_EQ(module.inputs.getNum(), 0);
 }
 
 TEST_F(PortFilenameTest, SettingFromCodeReplacesTheListAndRecognisesAgain) {
   module.inputs.setFilename(file("slice0.png").c_str(), nullptr);
-  ASSERT_EQ(module.inputs.filenames.size(), 1);
-  EXPECT_STREQ(module.inputs.formatLabels[0].getString(), "PNG");
+  ASSERT_EQ(module.inputs.getNum(), 1);
+  EXPECT_STREQ(module.inputs.getFormatLabel(0), "PNG");
   module.inputs.setFilename(file("notes.txt").c_str(), "PNG");  // the hint does not overrule the file
-  EXPECT_EQ(module.inputs.formatLabels.size(), 0);
+  EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
   module.inputs.setFilename(nullptr, nullptr);
-  EXPECT_EQ(module.inputs.filenames.size(), 0);
+  EXPECT_EQ(module.inputs.getNum(), 0);
   EXPECT_FALSE(module.inputs.hasNewValue());
 
   const char* two[] = {"a.raw", "b.raw"};
   module.output.setFilenames(two, 2);
-  EXPECT_EQ(module.output.filenames.size(), 1) << "a single-name port keeps the first";
+  EXPECT_EQ(module.output.getNum(), 1) << "a single-name port keeps the first";
 }
 
 TEST_F(PortFilenameTest, FileTypesAreKeptInOrderUntilCleared) {
@@ -136,13 +136,13 @@ TEST_F(PortFilenameTest, BrowseTakesTheQueuedFileAnswerOrKeepsTheNamesWhenCancel
   UxBatchAnswers::push(UxBatchAnswers::FILE, {file("slice0.png"), file("slice1.png")});
   ASSERT_EQ(run({"m", "inputs", "browse"}), TCL_OK);
   EXPECT_EQ(result(), "1");
-  ASSERT_EQ(module.inputs.formatLabels.size(), 2);
+  ASSERT_EQ(module.inputs.getNumFormatLabels(), 2);
   EXPECT_TRUE(module.inputs.hasNewValue());
   EXPECT_TRUE(console.saw("file dialog \"inputs\" (open several)"));
 
   ASSERT_EQ(run({"m", "inputs", "browse"}), TCL_OK);
   EXPECT_EQ(result(), "0");
-  EXPECT_EQ(module.inputs.filenames.size(), 2);
+  EXPECT_EQ(module.inputs.getNum(), 2);
   EXPECT_EQ(console.lines.back(), "answer: cancel (default)");
 }
 

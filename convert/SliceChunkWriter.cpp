@@ -1,0 +1,63 @@
+#include "convert/SliceChunkWriter.h"
+
+#include "diskdata/UxDiskData.h"
+#include "host/base/TbAssertionHandlerInit.h"
+#include "host/base/TbMemory.h"
+#include "host/console/UxWorkArea.h"
+#include "package/Console.h"
+
+namespace {
+TbAssertionHandlerInit assertionHandler;
+
+const int64_t kChunkLimit = 268435456;  // 256 MiB
+const int kMostSlices = 64;
+}  // namespace
+
+int chunkSlices(int64_t sliceBytes) {
+  int slices = kMostSlices;
+  while (slices > 1 && slices * sliceBytes > kChunkLimit) slices /= 2;
+  return slices < 1 ? 1 : slices;
+}
+
+SliceChunkWriter::~SliceChunkWriter() {
+  if (showing) UxWorkArea::getTheWorkArea()->stopWork();
+  if (data) data->unref();
+  tbfree(buffer);
+}
+
+bool SliceChunkWriter::start(const char* outName, const int* volumeDims, int nDataVar, TbPrimType primType,
+                             const float* bbox, Display display) {
+  const int64_t bufferBytes = slices * sliceBytes;
+  buffer = static_cast<unsigned char*>(tbmalloc(static_cast<size_t>(bufferBytes)));
+  if (!buffer) {
+    console().printf("Error: not enough memory for %lld bytes", static_cast<long long>(bufferBytes));
+    return false;
+  }
+  data = UxDiskData::create(outName, outName, volumeDims, nDataVar, primType, bbox);
+  if (!data) {
+    console().printf("Error: can't create lda\n");
+    return false;
+  }
+  for (int a = 0; a < 3; ++a) dims[a] = volumeDims[a];
+  UxWorkArea* work = UxWorkArea::getTheWorkArea();
+  if (display == BUSY)
+    work->startBusy("%s", "");
+  else
+    work->startWork("%s", "");
+  showing = true;
+  return true;
+}
+
+bool SliceChunkWriter::store(int first, int n) {
+  UxExternalData::BlockRequest request;
+  request.data = buffer;
+  const int origin[3] = {0, 0, first}, size[3] = {dims[0], dims[1], n};
+  for (int a = 0; a < 3; ++a) {
+    request.origin[a] = request.bufferOrigin[a] = origin[a];
+    request.size[a] = request.bufferSize[a] = size[a];
+    request.subsampling[a] = 1;
+  }
+  return data->putBlock(&request) == 1;
+}
+
+void SliceChunkWriter::finish() { data->updateAllLevels(); }
