@@ -1,6 +1,7 @@
 #include "host/images/ImageReaders.h"
 
 #include <QImage>
+#include <QImageReader>
 #include <QString>
 
 #include <cstdlib>
@@ -8,10 +9,12 @@
 
 namespace {
 
-QImage loadImage(const char* filename) {
+QImage loadImage(const char* filename, int page) {
   QImage image;
+  if (!filename || !*filename || page < 0) return image;
   // File names are bytes on this system; the local 8-bit codec keeps them so.
-  if (filename && *filename) image.load(QString::fromLocal8Bit(filename));
+  QImageReader reader(QString::fromLocal8Bit(filename));
+  if (page == 0 || reader.jumpToImage(page)) reader.read(&image);
   return image;
 }
 
@@ -88,8 +91,22 @@ void* copyValues(const QImage& image, int& channels, TbPrimType& type) {
 
 }  // namespace
 
-int readImage2(const char* filename, int size[3], TbTypedPointer& pixels, int /*flags*/) {
-  const QImage image = loadImage(filename);
+int imagePageCount(const char* filename) {
+  if (!filename || !*filename) return 0;
+  QImageReader reader(QString::fromLocal8Bit(filename));
+  if (!reader.canRead()) return 0;
+  const int count = reader.imageCount();
+  return count > 0 ? count : 1;
+}
+
+int readImage2(const char* filename, int size[3], TbTypedPointer& pixels, int flags) {
+  return readImage2Page(filename, 0, size, pixels, flags);
+}
+
+int readQImage(const char* filename, QImage* image, int flags) { return readQImagePage(filename, 0, image, flags); }
+
+int readImage2Page(const char* filename, int page, int size[3], TbTypedPointer& pixels, int /*flags*/) {
+  const QImage image = loadImage(filename, page);
   if (image.isNull() || !size) return 0;
   int channels = 0;
   TbPrimType type;
@@ -103,9 +120,9 @@ int readImage2(const char* filename, int size[3], TbTypedPointer& pixels, int /*
   return 1;
 }
 
-int readQImage(const char* filename, QImage* image, int /*flags*/) {
+int readQImagePage(const char* filename, int page, QImage* image, int /*flags*/) {
   if (!image) return 0;
-  const QImage loaded = loadImage(filename);
+  const QImage loaded = loadImage(filename, page);
   if (loaded.isNull()) return 0;
   QImage plain = plainImage(loaded);
   if (plain.isNull()) return 0;  // the conversion found no memory

@@ -26,3 +26,11 @@ int readImage2(const char* filename, int size[3], TbTypedPointer& pixels, int fl
 // (ARGB32 when the palette has alpha); premultiplied alpha becomes ARGB32;
 // 16-bit grey becomes Grayscale8 holding value / 257 rounded.
 int readQImage(const char* filename, QImage* image, int flags);
+
+// The images (pages) the file holds: more than 1 only for multi-page files
+// such as TIFF stacks; 0 when the file cannot be decoded.
+int imagePageCount(const char* filename);
+// As readImage2 and readQImage, for page `page` (from 0) of the file; 0 for a
+// page the file does not have.
+int readImage2Page(const char* filename, int page, int size[3], TbTypedPointer& pixels, int flags);
+int readQImagePage(const char* filename, int page, QImage* image, int flags);
