@@ -106,6 +106,9 @@ int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const 
       console().printf("Error: can't write %s", outName);
       return 0;
     }
+    // The fraction set before the chunk counts it as done already; once it is
+    // stored that is true, and a line shown now has a fair time left.
+    work->setProgress(static_cast<float>(s + n) / static_cast<float>(dims[2]));
   }
   writer.finish();
   return 1;

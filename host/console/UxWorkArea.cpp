@@ -22,7 +22,7 @@ constexpr int kBarWidth = 30;
 // Work that ends within this many seconds leaves no trace.
 constexpr double kSilentStart = 1.0;
 // Plain lines for logs at most this often; a terminal bar is redrawn more often.
-constexpr double kLineInterval = 5.0;
+constexpr double kLineInterval = 3.0;
 constexpr double kRedrawInterval = 0.2;
 
 void onInterrupt(int signalNumber) {
@@ -104,7 +104,7 @@ bool UxWorkArea::onTerminal() const {
 void UxWorkArea::begin(const std::string& text) {
   const double start = now();
   // Work started without a text still needs a name when it shows.
-  tasks.push_back(Task{text.empty() ? "working" : text, 0.0f, false, start, start, false});
+  tasks.push_back(Task{text.empty() ? "working" : text, 0.0f, false, 0.0f, start, start, start, false});
   working = 1;
 }
 
@@ -149,9 +149,14 @@ void UxWorkArea::setWorkText(const char* format, ...) {
 
 void UxWorkArea::setProgress(float fraction) {
   if (tasks.empty()) return;
-  tasks.back().fraction = clampFraction(fraction);
-  tasks.back().measured = true;
-  show(tasks.back());
+  Task& task = tasks.back();
+  task.fraction = clampFraction(fraction);
+  if (!task.measured) {
+    task.measured = true;
+    task.firstFraction = task.fraction;
+    task.firstAt = now();
+  }
+  show(task);
 }
 
 void UxWorkArea::endWork() {
@@ -169,8 +174,9 @@ std::string UxWorkArea::progressText(const Task& task, double at) const {
   if (!task.measured) return task.text + ": running for " + durationText(spent, false);
   const int percent = static_cast<int>(task.fraction * 100.0f);
   std::string text = task.text + ": " + std::to_string(percent) + "%";
-  if (task.fraction > 0.0f && task.fraction < 1.0f)
-    text += " (about " + durationText(spent * (1.0 - task.fraction) / task.fraction, false) + " left)";
+  const double gained = task.fraction - task.firstFraction;
+  if (gained > 0.0 && task.fraction < 1.0f)
+    text += " (about " + durationText((at - task.firstAt) * (1.0 - task.fraction) / gained, false) + " left)";
   return text;
 }
 

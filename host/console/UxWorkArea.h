@@ -6,8 +6,8 @@
 // innermost task. A task shows nothing during its first second, so work that
 // ends within it leaves no trace. After that, on a terminal the task is a bar
 // redrawn in place; otherwise (logs, pipes) it is a plain line at most every
-// five seconds, "TEXT: 42% (about 1 min 20 s left)", the time left estimated
-// from the time spent so far. Either way a task that ran for a second or more
+// three seconds, "TEXT: 42% (about 1 min 20 s left)", the time left estimated
+// from the pace since the task's first fraction (a task may start well above 0). Either way a task that ran for a second or more
 // ends with "TEXT: done in 12.3 s". A task started busy shows percentages too
 // once it is given progress. Fractions outside 0..1 are clamped for display.
 // The QUIET display shows no progress at all. Progress goes straight to
@@ -64,6 +64,8 @@ class UxWorkArea : public TbProgressInterface {
     std::string text;
     float fraction;
     bool measured;  // given a fraction at least once
+    float firstFraction;  // the first fraction given, and when: the time left is
+    double firstAt;       // estimated from the pace since then
     double started;
     double shownAt;  // when the last line or bar was shown; `started` before that
     bool shown;

@@ -49,13 +49,13 @@ class WorkAreaTest : public ::testing::Test {
   ConsoleCapture console;
 };
 
-TEST_F(WorkAreaTest, LogsGetALineEveryFiveSecondsWithTheTimeLeftAndOneAtTheEnd) {
+TEST_F(WorkAreaTest, LogsGetALineEveryThreeSecondsWithTheTimeLeftAndOneAtTheEnd) {
   std::vector<std::pair<double, float>> steady;
-  for (int i = 1; i <= 40; ++i) steady.push_back({i * 0.5, i / 40.0f});
-  run("Converting", 20.5, steady);
-  EXPECT_EQ(lines(), (Lines{"Converting: 25% (about 15 s left)", "Converting: 50% (about 10 s left)",
-                            "Converting: 75% (about 5 s left)", "Converting: 100%",
-                            "Converting: done in 20.5 s"}));
+  for (int i = 1; i <= 24; ++i) steady.push_back({i * 0.5, i / 24.0f});
+  run("Converting", 12.5, steady);
+  EXPECT_EQ(lines(), (Lines{"Converting: 25% (about 9 s left)", "Converting: 50% (about 6 s left)",
+                            "Converting: 75% (about 3 s left)", "Converting: 100%",
+                            "Converting: done in 12.5 s"}));
   EXPECT_EQ(console.lines, Lines{}) << "progress is not a console message";
 }
 
@@ -70,7 +70,7 @@ TEST_F(WorkAreaTest, TheTimeLeftIsSpelledForPeople) {
                {7, 9.5f, "T: 100%"}};
   for (const auto& c : cases) {
     shown.clear();
-    run("T", 100000, {{c.at, c.fraction}});
+    run("T", 100000, {{0, 0.0f}, {c.at, c.fraction}});
     EXPECT_EQ(lines().front(), c.line);
   }
   EXPECT_EQ(lines().back(), "T: done in 27 h 46 min");
@@ -85,21 +85,23 @@ TEST_F(WorkAreaTest, ShortOrQuietWorkShowsNothing) {
 
 TEST_F(WorkAreaTest, ABusyTaskShowsPercentagesOnceGivenThemAndAnInnerTaskHasItsOwnLines) {
   work->startBusy("%s", "");
+  work->setProgress(0.25f);
   seconds = 6;
   work->setProgress(0.5f);
   work->beginWork("updating subsampling levels");
+  work->setProgress(0.3f);  // the pace counts from here
   seconds = 12;
   work->setProgress(0.6f);
   seconds = 13;
   work->endWork();
   work->stopWork();
-  EXPECT_EQ(lines(), (Lines{"working: 50% (about 6 s left)", "updating subsampling levels: 60% (about 4 s left)",
+  EXPECT_EQ(lines(), (Lines{"working: 50% (about 12 s left)", "updating subsampling levels: 60% (about 8 s left)",
                             "updating subsampling levels: done in 7.0 s", "working: done in 13.0 s"}));
 }
 
 TEST_F(WorkAreaTest, ATerminalGetsABarRedrawnInPlace) {
   work->setDisplay(UxWorkArea::TERMINAL);
-  run("Saving", 4, {{2, 0.5f}, {2.1, 0.6f}});
+  run("Saving", 4, {{0, 0.0f}, {2, 0.5f}, {2.1, 0.6f}});
   EXPECT_EQ(shown, "\rSaving [###############               ] 50% (about 2 s left)\033[K"
                    "\rSaving: done in 4.0 s\033[K\n");
 }
