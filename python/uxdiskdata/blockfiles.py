@@ -106,14 +106,22 @@ class BlockFiles:
         bits = np.unpackbits(self.valids[start:(first + count + 7) // 8], bitorder="little")
         return int(bits[first - 8 * start:first - 8 * start + count].sum())
 
-    def read(self, number):
-        """The bytes of block `number` as stored."""
-        file_number, slot = divmod(number, self.blocks_per_file)
-        fd = self._fd(file_number)
-        data = os.pread(fd, self.block_size, slot * self.block_size)
-        if len(data) != self.block_size:
-            raise DiskDataError(file_name(self.template, file_number), f"block {number} is cut short")
-        return data
+    def all_current(self, first, count):
+        return self.count_current(first, count) == count
+
+    def read(self, first, count=1):
+        """The bytes of blocks first .. first + count - 1 as stored, one read per file they lie in."""
+        size = self.block_size
+        out = np.empty(count * size, np.uint8)
+        done = 0
+        while done < count:
+            file_number, slot = divmod(first + done, self.blocks_per_file)
+            blocks = min(count - done, self.blocks_per_file - slot)
+            into = memoryview(out)[done * size:(done + blocks) * size]
+            if os.preadv(self._fd(file_number), [into], slot * size) != blocks * size:
+                raise DiskDataError(file_name(self.template, file_number), f"block {first + done} is cut short")
+            done += blocks
+        return out
 
     def _fd(self, number):
         if number in self._fds:

@@ -49,7 +49,7 @@ class DiskDataSet:
     def __getitem__(self, key):
         return self._levels[0][key]
 
-    def __array__(self, dtype=None):
+    def __array__(self, dtype=None, copy=None):
         return self._levels[0].__array__(dtype)
 
     def __len__(self):

@@ -46,11 +46,22 @@ class Pyramid:
     def is_current(self, level, index):
         return level == 0 or self.files.is_current(self.lattice.block_number(index, level))
 
+    def row(self, level, first, last, ky, kz):
+        """Blocks first .. last along x at (ky, kz) side by side: (z, y, x, components) samples."""
+        count = last - first + 1
+        number = self.lattice.block_number((first, ky, kz), level)
+        if level == 0 or self.files.all_current(number, count):
+            blocks = self.files.read(number, count).view(self.dtype).reshape((count,) + self.block_shape)
+        else:
+            blocks = np.stack([self.block(level, (kx, ky, kz)) for kx in range(first, last + 1)])
+        bz, by, bx, components = self.block_shape
+        return blocks.transpose(1, 2, 0, 3, 4).reshape(bz, by, count * bx, components)
+
     def block(self, level, index):
         """Block `index` (x, y, z) of `level` as (z, y, x, components) samples, read-only."""
         if self.is_current(level, index):
             data = self.files.read(self.lattice.block_number(index, level))
-            return np.frombuffer(data, self.dtype).reshape(self.block_shape)
+            return data.view(self.dtype).reshape(self.block_shape)
         key = (level, tuple(index))
         if key in self._computed:
             self._computed.move_to_end(key)

@@ -7,6 +7,8 @@ import operator
 
 import numpy as np
 
+ROW_BYTES = 32 << 20  # blocks read at once along x
+
 
 class LevelView:
     def __init__(self, pyramid, level):
@@ -33,7 +35,7 @@ class LevelView:
     def __repr__(self):
         return f"<level {self.level} of a disk-data set: shape {self.shape}, {self.dtype}>"
 
-    def __array__(self, dtype=None):
+    def __array__(self, dtype=None, copy=None):
         whole = self[...]
         return whole if dtype is None else whole.astype(dtype)
 
@@ -86,14 +88,24 @@ class LevelView:
 
     def _read(self, axes):
         """The samples of the z, y, x index ranges, all components."""
-        out = np.empty(tuple(len(r) for r in axes) + (self._pyramid.block_shape[3],), self._pyramid.dtype)
+        pyramid = self._pyramid
+        out = np.empty(tuple(len(r) for r in axes) + (pyramid.block_shape[3],), pyramid.dtype)
         if out.size == 0:
             return out
-        runs = [list(_runs(r, b)) for r, b in zip(axes, self._blocking)]
-        for kz, oz, lz in runs[0]:
-            for ky, oy, ly in runs[1]:
-                for kx, ox, lx in runs[2]:
-                    out[oz, oy, ox] = self._pyramid.block(self.level, (kx, ky, kz))[lz, ly, lx]
+        bz, by, bx = self._blocking
+        # Blocks side by side along x are read together, in pieces of a bounded size.
+        per_piece = max(1, ROW_BYTES // pyramid.files.block_size)
+        xs = axes[2]
+        first_block = min(xs[0], xs[-1]) // bx
+        last_block = max(xs[0], xs[-1]) // bx
+        shifted = range(xs.start - first_block * bx, xs.start - first_block * bx + len(xs) * xs.step, xs.step)
+        pieces = list(_runs(shifted, per_piece * bx))
+        for kz, oz, lz in _runs(axes[0], bz):
+            for ky, oy, ly in _runs(axes[1], by):
+                for piece, ox, lx in pieces:
+                    first = first_block + piece * per_piece
+                    row = pyramid.row(self.level, first, min(first + per_piece - 1, last_block), ky, kz)
+                    out[oz, oy, ox] = row[lz, ly, lx]
         return out
 
 
