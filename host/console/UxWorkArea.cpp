@@ -195,6 +195,14 @@ void UxWorkArea::show(Task& task) {
   const int filled = task.measured ? static_cast<int>(task.fraction * kBarWidth) : 0;
   write("\r" + task.text + " [" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "] " +
         progressText(task, at).substr(task.text.size() + 2) + "\033[K");
+  barShown = true;
+}
+
+void UxWorkArea::clearBar() {
+  if (!barShown) return;
+  write("\r\033[K");
+  barShown = false;
+  if (!tasks.empty()) tasks.back().shownAt = tasks.back().started;
 }
 
 void UxWorkArea::finish(const Task& task) {
@@ -203,6 +211,7 @@ void UxWorkArea::finish(const Task& task) {
   if (spent < kSilentStart && !task.shown) return;
   const std::string line = task.text + ": done in " + durationText(spent, true);
   write(onTerminal() ? "\r" + line + "\033[K\n" : line + "\n");
+  barShown = false;
 }
 
 int UxWorkArea::checkInterrupt(int announce) {

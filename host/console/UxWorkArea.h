@@ -48,6 +48,10 @@ class UxWorkArea : public TbProgressInterface {
   int checkInterrupt(int announce = 0);
   int numTasks() const { return static_cast<int>(tasks.size()); }
 
+  // Takes a bar off the terminal line, so that a console message gets a line
+  // of its own; the bar comes back with the next progress.
+  void clearBar();
+
   // AUTOMATIC picks TERMINAL when standard output is a terminal.
   void setDisplay(Display display);
   // Stand-ins for the steady clock and standard output; null restores them.
@@ -85,4 +89,5 @@ class UxWorkArea : public TbProgressInterface {
   Clock clock;
   Output output;
   bool announced = false;
+  bool barShown = false;  // a bar without a line break is on the terminal
 };

@@ -16,7 +16,7 @@ PRIM_TYPES = {0: "u1", 1: "<i2", 2: "<i4", 3: "<f4", 4: "<f8", 7: "<u2"}
 PRIM_TYPE_NAMES = {0: "uint8", 1: "int16", 2: "int32", 3: "float", 4: "double", 7: "uint16"}
 INT_RE = re.compile(r"[+-]?[0-9]+\Z")
 REAL_RE = re.compile(r"[+-]?([0-9]+\.?[0-9]*|\.[0-9]+)([eE][+-]?[0-9]+)?\Z")
-SPECIAL_REALS = re.compile(r"[+-]?(nan|inf|infinity)\Z", re.IGNORECASE)
+NAMED_REALS = re.compile(r"[+-]?(nan|inf|infinity)\Z", re.IGNORECASE)
 ESCAPES = {'"': '"', "\\": "\\", "n": "\n", "r": "\r", "t": "\t"}
 FIRST_LINE_LIMIT = 256
 LINE_LIMIT = 64 << 20
@@ -77,7 +77,7 @@ def parse_int(token):
 
 
 def parse_real(token):
-    if REAL_RE.match(token) or SPECIAL_REALS.match(token):
+    if REAL_RE.match(token) or NAMED_REALS.match(token):
         return float(token)
     return float.fromhex(token)  # strtod also reads hexadecimal numbers
 

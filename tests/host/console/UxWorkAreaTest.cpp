@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/console/UxMessage.h"
 #include "support/ConsoleCapture.h"
 
 namespace {
@@ -99,11 +100,22 @@ TEST_F(WorkAreaTest, ABusyTaskShowsPercentagesOnceGivenThemAndAnInnerTaskHasItsO
                             "updating subsampling levels: done in 7.0 s", "working: done in 13.0 s"}));
 }
 
-TEST_F(WorkAreaTest, ATerminalGetsABarRedrawnInPlace) {
+TEST_F(WorkAreaTest, ATerminalGetsABarRedrawnInPlaceThatMakesRoomForMessages) {
   work->setDisplay(UxWorkArea::TERMINAL);
   run("Saving", 4, {{0, 0.0f}, {2, 0.5f}, {2.1, 0.6f}});
   EXPECT_EQ(shown, "\rSaving [###############               ] 50% (about 2 s left)\033[K"
                    "\rSaving: done in 4.0 s\033[K\n");
+  shown.clear();
+  seconds = 0;
+  work->startWork("Saving");
+  work->setProgress(0.0f);
+  seconds = 2;
+  work->setProgress(0.5f);
+  UxMessage::getTheMsg()->printf("a message");
+  seconds = 2.1;
+  work->setProgress(0.6f);
+  EXPECT_EQ(shown, "\rSaving [###############               ] 50% (about 2 s left)\033[K\r\033[K"
+                   "\rSaving [##################            ] 60% (about 1 s left)\033[K");
 }
 
 TEST_F(WorkAreaTest, InterruptComesAfterTheRequestedChecksAndStays) {
