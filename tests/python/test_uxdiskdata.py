@@ -110,6 +110,20 @@ def test_coarse_blocks_out_of_date_are_computed_level_by_level_from_a_relative_p
         np.testing.assert_array_equal(mine, korins)
 
 
+def test_a_set_of_two_block_files(korin, tmp_path):
+    """2048 x 2048 x 300 bytes need a second block file (sparse here) from slice 256 on."""
+    small = convert(korin, tmp_path, "uint8", (1, 1, 1, 1))
+    samples((12, 40, 70), "u1", 3).tofile(tmp_path / "box.raw")
+    korin(f"set big [[load {small}] createDiskData {tmp_path}/big.km {tmp_path}/big.km 2048 2048 300 1 uint8]\n"
+          f"$big writeBox {tmp_path}/box.raw 0 0 288 70 40 12\n"
+          f"$big readBox {tmp_path}/level0 0 0 288 70 40 12\n$big readBox {tmp_path}/level1 0 0 288 35 20 6 2 2 2")
+    assert (tmp_path / "big.km-0001.dat").exists()
+    dataset = uxdiskdata.open(tmp_path / "big.km")
+    np.testing.assert_array_equal(dataset[288:, :40, :70], np.fromfile(tmp_path / "level0", "u1").reshape(12, 40, 70))
+    np.testing.assert_array_equal(dataset.level(1)[144:, :20, :35],
+                                  np.fromfile(tmp_path / "level1", "u1").reshape(6, 20, 35))
+
+
 @pytest.mark.parametrize("record, served_fresh", [
     (b"", False), (b"BLCKINT1" + struct.pack("<6i", 0, 0, 0, 1, 0, 2), True),
     (b"BLCKINT1" + struct.pack("<6i", 0, 0, 0, 1, 0, 2) + b"\1\2\3", True), (b"damaged", True)])
