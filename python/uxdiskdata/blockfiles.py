@@ -35,7 +35,7 @@ def file_name(template, number):
 
 
 class BlockFiles:
-    """Positioned reads of whole blocks; the valid bitmap with the intent record applied."""
+    """Positioned reads of whole blocks, and the valid bitmap, which only ever changes in memory."""
 
     def __init__(self, template, block_size, num_blocks, description_path):
         self.template = file_template(template)
@@ -61,6 +61,8 @@ class BlockFiles:
             size = os.stat(name).st_size
         except OSError as error:
             raise DiskDataError(name, f"cannot read the block file ({error.strerror})") from None
+        if not os.access(name, os.R_OK):
+            raise DiskDataError(name, "cannot read the block file (permission denied)")
         if size < blocks * self.block_size:
             raise DiskDataError(name, f"the block file holds {size} bytes, {blocks * self.block_size} needed")
 
@@ -139,3 +141,7 @@ class BlockFiles:
     def close(self):
         while self._fds:
             os.close(self._fds.popitem()[1])
+
+    def __del__(self):
+        if hasattr(self, "_fds"):
+            self.close()
