@@ -184,8 +184,9 @@ void UxWorkArea::show(Task& task) {
   if (display == QUIET) return;
   const double at = now();
   const bool terminal = onTerminal();
-  if (at - task.started < kSilentStart || at - task.shownAt < (terminal ? kRedrawInterval : kLineInterval))
-    return;
+  // After the silent first second the task shows at once, then at most every interval.
+  const double interval = terminal ? kRedrawInterval : kLineInterval;
+  if (at - task.started < kSilentStart || (task.shown && at - task.shownAt < interval)) return;
   task.shownAt = at;
   task.shown = true;
   if (!terminal) {
@@ -202,7 +203,7 @@ void UxWorkArea::clearBar() {
   if (!barShown) return;
   write("\r\033[K");
   barShown = false;
-  if (!tasks.empty()) tasks.back().shownAt = tasks.back().started;
+  if (!tasks.empty()) tasks.back().shown = false;  // redrawn with the next progress
 }
 
 void UxWorkArea::finish(const Task& task) {

@@ -5,14 +5,16 @@
 // Tasks nest: every begin has its end, and progress and text belong to the
 // innermost task. A task shows nothing during its first second, so work that
 // ends within it leaves no trace. After that, on a terminal the task is a bar
-// redrawn in place; otherwise (logs, pipes) it is a plain line at most every
-// three seconds, "TEXT: 42% (about 1 min 20 s left)", the time left estimated
-// from the pace since the task's first fraction (a task may start well above 0). Either way a task that ran for a second or more
-// ends with "TEXT: done in 12.3 s". A task started busy shows percentages too
-// once it is given progress. Fractions outside 0..1 are clamped for display.
-// The QUIET display shows no progress at all. Progress goes straight to
-// standard output, not to the console, so console messages are not mixed with
-// it; both share stdout's buffer, so they keep their order.
+// redrawn in place; otherwise (logs, pipes) it is a plain line with its first
+// progress after that second and then at most one every three seconds,
+// "TEXT: 42% (about 1 min 20 s left)", the time left estimated from the pace
+// since the task's first fraction (a task may start well above 0). Either way
+// a task that ran for a second or more ends with "TEXT: done in 12.3 s". A
+// task started busy shows percentages too once it is given progress.
+// Fractions outside 0..1 are clamped for display. The QUIET display shows no
+// progress at all. Progress goes straight to standard output, not to the
+// console, so console messages are not mixed with it; both share stdout's
+// buffer, so they keep their order.
 //
 // checkInterrupt turns non-zero after Ctrl-C while work is going on (a second
 // Ctrl-C, or one while idle, ends the process as usual) or after the number
@@ -71,8 +73,8 @@ class UxWorkArea : public TbProgressInterface {
     float firstFraction;  // the first fraction given, and when: the time left is
     double firstAt;       // estimated from the pace since then
     double started;
-    double shownAt;  // when the last line or bar was shown; `started` before that
-    bool shown;
+    double shownAt;  // when the last line or bar was shown
+    bool shown;      // something of the task is on the screen or in the log
   };
   UxWorkArea() = default;
   void begin(const std::string& text);

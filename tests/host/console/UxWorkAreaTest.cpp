@@ -50,12 +50,12 @@ class WorkAreaTest : public ::testing::Test {
   ConsoleCapture console;
 };
 
-TEST_F(WorkAreaTest, LogsGetALineEveryThreeSecondsWithTheTimeLeftAndOneAtTheEnd) {
+TEST_F(WorkAreaTest, LogsGetALineAfterOneSecondThenEveryThreeWithTheTimeLeftAndOneAtTheEnd) {
   std::vector<std::pair<double, float>> steady;
-  for (int i = 1; i <= 24; ++i) steady.push_back({i * 0.5, i / 24.0f});
+  for (int i = 0; i <= 24; ++i) steady.push_back({i * 0.5, i / 24.0f});
   run("Converting", 12.5, steady);
-  EXPECT_EQ(lines(), (Lines{"Converting: 25% (about 9 s left)", "Converting: 50% (about 6 s left)",
-                            "Converting: 75% (about 3 s left)", "Converting: 100%",
+  EXPECT_EQ(lines(), (Lines{"Converting: 8% (about 11 s left)", "Converting: 33% (about 8 s left)",
+                            "Converting: 58% (about 5 s left)", "Converting: 83% (about 2 s left)",
                             "Converting: done in 12.5 s"}));
   EXPECT_EQ(console.lines, Lines{}) << "progress is not a console message";
 }
