@@ -100,9 +100,25 @@ Outcome convertImage(const char* file, const Stack& stack, int components, unsig
   return STORED;
 }
 
+// Says once per stack that a file holds more images than the one read from it.
+class PageNotice {
+ public:
+  void check(const char* file) {
+    if (given) return;
+    const int pages = imagePageCount(file);
+    if (pages < 2) return;
+    console().printf("Notice: %s holds %d pages; the disk-data conversion reads only its first page", file, pages);
+    given = true;
+  }
+
+ private:
+  bool given = false;
+};
+
 // Converts the whole stack through `writer`; false on failure (message printed).
 bool convertStack(SliceChunkWriter& writer, const InputList& files, const Stack& stack, int components) {
   UxWorkArea* work = UxWorkArea::getTheWorkArea();
+  PageNotice pages;
   const int chunk = writer.chunkSlices();
   const size_t sliceBytes = static_cast<size_t>(stack.width) * stack.height * components;
   for (int s = 0; s < stack.depth; s += chunk) {
@@ -115,6 +131,7 @@ bool convertStack(SliceChunkWriter& writer, const InputList& files, const Stack&
         console().printf("Interrupted");
         return true;  // the chunks stored so far are kept, with their levels
       }
+      pages.check(files[i]);
       if (convertImage(files[i], stack, components, writer.chunk() + (i - s) * sliceBytes) == FAILED) return false;
     }
     if (!writer.store(s, n)) {
@@ -173,6 +190,9 @@ int UxConvertToDiskData::readerImg2UxDiskData(InputList files, const char* outNa
     return 0;
   }
 
+  if (stack.pixelType == TbPrimType::UINT16)
+    console().printf("Notice: the images hold 16-bit samples; disk data stores them as 8 bits "
+                     "(the lda output keeps 16 bits)");
   SliceChunkWriter writer(static_cast<int64_t>(stack.width) * stack.height * components);
   const int dims[3] = {stack.width, stack.height, stack.depth};
   if (!writer.start(outName, dims, components, TbPrimType::UINT8, stack.box, SliceChunkWriter::MEASURED) ||

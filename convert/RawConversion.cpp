@@ -89,9 +89,15 @@ int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const 
   if (!writer.start(outName, dims, nDataVar, primType, bbox, SliceChunkWriter::BUSY)) return 0;
   const int chunk = writer.chunkSlices();
   UxWorkArea* work = UxWorkArea::getTheWorkArea();
+  work->setWorkText("converting %s", files[0]);
   const bool swap = TbCPUInfo::isLittleEndian() != (littleEndian != 0);
   RawSlices input(files, headerOffset, sliceBytes);
   for (int s = 0; s < dims[2]; s += chunk) {
+    // Ctrl-C stops within one chunk: the chunks stored so far are kept, with their levels.
+    if (work->checkInterrupt(1)) {
+      console().printf("Interrupted");
+      break;
+    }
     work->setProgress(static_cast<float>(s + chunk) / static_cast<float>(dims[2]));
     const int n = chunk < dims[2] - s ? chunk : dims[2] - s;
     if (!input.read(writer.chunk(), s, n)) return 0;
@@ -100,6 +106,9 @@ int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const 
       console().printf("Error: can't write %s", outName);
       return 0;
     }
+    // The fraction set before the chunk counts it as done already; once it is
+    // stored that is true, and a line shown now has a fair time left.
+    work->setProgress(static_cast<float>(s + n) / static_cast<float>(dims[2]));
   }
   writer.finish();
   return 1;

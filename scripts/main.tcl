@@ -7,10 +7,9 @@ file mkdir $folder
 
 set converter [create UxConvertToDiskData]
 $converter forceKorin311Format 1
-set result [$converter convertToDiskData -format "Raw Data" -lda $folder/phantom \
-    -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
-    -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw]
-if {$result != 1} { error "conversion failed with result $result" }
+if {[$converter convertToDiskData -format "Raw Data" -lda $folder/phantom \
+        -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
+        -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw] != 1} {exit 1}
 puts "converted $raw ([file size $raw] bytes) into $folder/phantom.km"
 
 set data [load $folder/phantom.km]

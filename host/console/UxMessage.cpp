@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "host/base/TbString.h"
+#include "host/console/UxWorkArea.h"
 #include "host/dialogs/UxBatchAnswers.h"
 
 namespace {
@@ -57,6 +58,7 @@ UxMessage* UxMessage::getTheMsg() {
 void UxMessage::setListener(std::function<void(const std::string&)> l) { listener = std::move(l); }
 
 void UxMessage::showLine(const std::string& text) {
+  UxWorkArea::getTheWorkArea()->clearBar();
   std::fflush(stdout);
   std::fputs(text.c_str(), stdout);
   if (text.empty() || text.back() != '\n') std::fputc('\n', stdout);

@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdarg>
 #include <cstdio>
@@ -17,6 +19,11 @@ volatile sig_atomic_t working = 0;
 int checksBeforeInterrupt = -1;
 
 constexpr int kBarWidth = 30;
+// Work that ends within this many seconds leaves no trace.
+constexpr double kSilentStart = 1.0;
+// Plain lines for logs at most this often; a terminal bar is redrawn more often.
+constexpr double kLineInterval = 3.0;
+constexpr double kRedrawInterval = 0.2;
 
 void onInterrupt(int signalNumber) {
   if (working && !interrupted) {
@@ -43,6 +50,28 @@ float clampFraction(float fraction) {
   return std::min(fraction, 1.0f);
 }
 
+// "12.3 s" (tenths only when asked for and under a minute), "4 min 5 s", "2 h 7 min".
+std::string durationText(double seconds, bool tenths) {
+  char text[64];
+  if (seconds < 59.95 && tenths) {
+    std::snprintf(text, sizeof text, "%.1f s", seconds);
+    return text;
+  }
+  const long whole = std::lround(seconds);
+  if (whole < 60)
+    std::snprintf(text, sizeof text, "%ld s", whole);
+  else if (whole < 3600)
+    std::snprintf(text, sizeof text, "%ld min %ld s", whole / 60, whole % 60);
+  else
+    std::snprintf(text, sizeof text, "%ld h %ld min", whole / 3600, whole / 60 % 60);
+  return text;
+}
+
+double steadySeconds() {
+  using namespace std::chrono;
+  return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
 }  // namespace
 
 UxWorkArea* UxWorkArea::getTheWorkArea() {
@@ -52,20 +81,31 @@ UxWorkArea* UxWorkArea::getTheWorkArea() {
 
 void UxWorkArea::setDisplay(Display newDisplay) { display = newDisplay; }
 
+void UxWorkArea::setClock(Clock newClock) { clock = std::move(newClock); }
+
+void UxWorkArea::setOutput(Output newOutput) { output = std::move(newOutput); }
+
+double UxWorkArea::now() const { return clock ? clock() : steadySeconds(); }
+
+void UxWorkArea::write(const std::string& text) {
+  if (output) {
+    output(text);
+    return;
+  }
+  std::fputs(text.c_str(), stdout);
+  std::fflush(stdout);
+}
+
 bool UxWorkArea::onTerminal() const {
   if (display == AUTOMATIC) return isatty(STDOUT_FILENO);
   return display == TERMINAL;
 }
 
-void UxWorkArea::begin(const std::string& text, bool busy) {
-  // Work started without a text still needs a name on the console.
-  tasks.push_back(Task{text.empty() ? "working" : text, 0.0f, 0, busy});
+void UxWorkArea::begin(const std::string& text) {
+  const double start = now();
+  // Work started without a text still needs a name when it shows.
+  tasks.push_back(Task{text.empty() ? "working" : text, 0.0f, false, 0.0f, start, start, start, false});
   working = 1;
-  if (onTerminal()) {
-    showTerminal(tasks.back(), false);
-  } else {
-    UxMessage::getTheMsg()->printf("%s ...", tasks.back().text.c_str());
-  }
 }
 
 void UxWorkArea::beginWork(const char* format, ...) {
@@ -73,17 +113,15 @@ void UxWorkArea::beginWork(const char* format, ...) {
   va_start(args, format);
   const std::string text = formatText(format, args);
   va_end(args);
-  begin(text, false);
+  begin(text);
 }
 
 void UxWorkArea::startWork(const char* format, ...) {
-  interrupted = 0;
-  announced = false;
   va_list args;
   va_start(args, format);
   const std::string text = formatText(format, args);
   va_end(args);
-  begin(text, false);
+  restart(text);
 }
 
 void UxWorkArea::startBusy(const char* format, ...) {
@@ -91,7 +129,13 @@ void UxWorkArea::startBusy(const char* format, ...) {
   va_start(args, format);
   const std::string text = formatText(format, args);
   va_end(args);
-  begin(text, true);
+  restart(text);
+}
+
+void UxWorkArea::restart(const std::string& text) {
+  interrupted = 0;
+  announced = false;
+  begin(text);
 }
 
 void UxWorkArea::setWorkText(const char* format, ...) {
@@ -100,57 +144,75 @@ void UxWorkArea::setWorkText(const char* format, ...) {
   va_start(args, format);
   tasks.back().text = formatText(format, args);
   va_end(args);
-  if (onTerminal()) showTerminal(tasks.back(), false);
+  if (onTerminal()) show(tasks.back());
 }
 
 void UxWorkArea::setProgress(float fraction) {
   if (tasks.empty()) return;
-  tasks.back().fraction = clampFraction(fraction);
-  show(tasks.back(), false);
+  Task& task = tasks.back();
+  task.fraction = clampFraction(fraction);
+  if (!task.measured) {
+    task.measured = true;
+    task.firstFraction = task.fraction;
+    task.firstAt = now();
+  }
+  show(task);
 }
 
 void UxWorkArea::endWork() {
   if (tasks.empty()) return;
-  show(tasks.back(), true);
+  finish(tasks.back());
   tasks.pop_back();
   working = tasks.empty() ? 0 : 1;
 }
 
 void UxWorkArea::stopWork() { endWork(); }
 
-void UxWorkArea::show(Task& task, bool finished) {
-  if (!onTerminal()) {
-    showPlain(task, finished);
-    return;
-  }
-  const bool unchanged = static_cast<int>(task.fraction * 100.0f) == task.shownStep;
-  if (finished || task.busy || !unchanged) showTerminal(task, finished);
-}
-
-void UxWorkArea::showPlain(Task& task, bool finished) {
-  if (finished) {
-    UxMessage::getTheMsg()->printf("%s: done", task.text.c_str());
-    return;
-  }
-  const int quarter = static_cast<int>(task.fraction * 4.0f);
-  if (task.busy || quarter <= task.shownStep || quarter >= 4) return;
-  task.shownStep = quarter;
-  UxMessage::getTheMsg()->printf("%s: %d%%", task.text.c_str(), quarter * 25);
-}
-
-void UxWorkArea::showTerminal(Task& task, bool finished) {
+// "TEXT: 42% (about 1 min 20 s left)"; a task without a measure tells its time so far.
+std::string UxWorkArea::progressText(const Task& task, double at) const {
+  const double spent = at - task.started;
+  if (!task.measured) return task.text + ": running for " + durationText(spent, false);
   const int percent = static_cast<int>(task.fraction * 100.0f);
-  if (finished) {
-    std::printf("\r%s: done\033[K\n", task.text.c_str());
-  } else if (task.busy) {
-    std::printf("\r%s ...\033[K", task.text.c_str());
-  } else {
-    const int filled = percent * kBarWidth / 100;
-    std::printf("\r%s [%s%s] %3d%%\033[K", task.text.c_str(), std::string(filled, '#').c_str(),
-                std::string(kBarWidth - filled, ' ').c_str(), percent);
+  std::string text = task.text + ": " + std::to_string(percent) + "%";
+  const double gained = task.fraction - task.firstFraction;
+  if (gained > 0.0 && task.fraction < 1.0f)
+    text += " (about " + durationText((at - task.firstAt) * (1.0 - task.fraction) / gained, false) + " left)";
+  return text;
+}
+
+void UxWorkArea::show(Task& task) {
+  if (display == QUIET) return;
+  const double at = now();
+  const bool terminal = onTerminal();
+  // After the silent first second the task shows at once, then at most every interval.
+  const double interval = terminal ? kRedrawInterval : kLineInterval;
+  if (at - task.started < kSilentStart || (task.shown && at - task.shownAt < interval)) return;
+  task.shownAt = at;
+  task.shown = true;
+  if (!terminal) {
+    write(progressText(task, at) + "\n");
+    return;
   }
-  task.shownStep = percent;
-  std::fflush(stdout);
+  const int filled = task.measured ? static_cast<int>(task.fraction * kBarWidth) : 0;
+  write("\r" + task.text + " [" + std::string(filled, '#') + std::string(kBarWidth - filled, ' ') + "] " +
+        progressText(task, at).substr(task.text.size() + 2) + "\033[K");
+  barShown = true;
+}
+
+void UxWorkArea::clearBar() {
+  if (!barShown) return;
+  write("\r\033[K");
+  barShown = false;
+  if (!tasks.empty()) tasks.back().shown = false;  // redrawn with the next progress
+}
+
+void UxWorkArea::finish(const Task& task) {
+  if (display == QUIET) return;
+  const double spent = now() - task.started;
+  if (spent < kSilentStart && !task.shown) return;
+  const std::string line = task.text + ": done in " + durationText(spent, true);
+  write(onTerminal() ? "\r" + line + "\033[K\n" : line + "\n");
+  barShown = false;
 }
 
 int UxWorkArea::checkInterrupt(int announce) {

@@ -1,6 +1,8 @@
 #include "host/mesh/KorinMeshSyntax.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -46,6 +48,25 @@ bool readBare(const std::string& line, size_t& at, std::string& token) {
   return true;
 }
 
+// "-1.495e+02" as a person writes it ("-149.5") for decimal exponents from -7
+// to 20; beyond that range the exponent stays ("1e+21", "2.5e-8").
+std::string plainSpelling(const std::string& scientific) {
+  const size_t e = scientific.find('e');
+  const int exponent = std::atoi(scientific.c_str() + e + 1);
+  const bool negative = scientific[0] == '-';
+  const std::string sign = negative ? "-" : "";
+  const std::string mantissa = scientific.substr(negative ? 1 : 0, e - (negative ? 1 : 0));
+  if (exponent < -7 || exponent > 20)
+    return sign + mantissa + (exponent < 0 ? "e-" : "e+") + std::to_string(std::abs(exponent));
+  std::string digits = mantissa;
+  digits.erase(std::remove(digits.begin(), digits.end(), '.'), digits.end());
+  const int point = exponent + 1;  // digits before the decimal point
+  if (point <= 0) return sign + "0." + std::string(static_cast<size_t>(-point), '0') + digits;
+  if (point >= static_cast<int>(digits.size()))
+    return sign + digits + std::string(static_cast<size_t>(point) - digits.size(), '0');
+  return sign + digits.substr(0, static_cast<size_t>(point)) + "." + digits.substr(static_cast<size_t>(point));
+}
+
 bool needsQuotes(const std::string& name) {
   if (name.empty() || name[0] == '#') return true;
   for (unsigned char c : name)
@@ -87,15 +108,20 @@ std::string KorinMeshSyntax::nameToken(const std::string& name) {
   return needsQuotes(name) ? quoted(name) : name;
 }
 
-std::string KorinMeshSyntax::realText(double value) {
+std::string KorinMeshSyntax::realText(double value, bool fromFloat) {
   if (std::isnan(value)) return "nan";
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
-  char text[40];
-  for (int digits = 1; digits <= 17; ++digits) {
-    std::snprintf(text, sizeof text, "%.*g", digits, value);
-    if (std::strtod(text, nullptr) == value) break;
+  char text[64];
+  char* end = fromFloat ? std::to_chars(text, text + sizeof text - 1, static_cast<float>(value),
+                                        std::chars_format::scientific).ptr
+                        : std::to_chars(text, text + sizeof text - 1, value, std::chars_format::scientific).ptr;
+  *end = '\0';
+  // Reals are read back as doubles: a float's digits must survive that too.
+  if (fromFloat && static_cast<float>(std::strtod(text, nullptr)) != static_cast<float>(value)) {
+    end = std::to_chars(text, text + sizeof text - 1, value, std::chars_format::scientific).ptr;
+    *end = '\0';
   }
-  return text;
+  return plainSpelling(text);
 }
 
 bool KorinMeshSyntax::parseInt64(const std::string& token, int64_t& value) {

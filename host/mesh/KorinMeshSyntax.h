@@ -22,8 +22,11 @@ class KorinMeshSyntax {
   static std::string nameToken(const std::string& name);
   static std::string quoted(const std::string& text);
 
-  // The shortest decimal spelling that reads back to the same double.
-  static std::string realText(double value);
+  // The shortest decimal spelling that reads back to the same double, or to
+  // the same float when the value came from one (0.1f gives "0.1"). Plain
+  // digits for decimal exponents from -7 to 20 ("300", "0.0000001"), an
+  // exponent beyond ("1e+21"); "nan", "inf" and "-inf" for the rest.
+  static std::string realText(double value, bool fromFloat = false);
   static bool parseInt(const std::string& token, int& value);
   static bool parseInt64(const std::string& token, int64_t& value);
   static bool parseReal(const std::string& token, double& value);

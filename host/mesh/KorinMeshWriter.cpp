@@ -25,8 +25,8 @@ std::string textOfValue(const void* values, TbPrimType type, int64_t i) {
     case TbPrimType::INT16: std::snprintf(text, sizeof text, "%d", static_cast<const int16_t*>(values)[i]); break;
     case TbPrimType::UINT16: std::snprintf(text, sizeof text, "%u", static_cast<const uint16_t*>(values)[i]); break;
     case TbPrimType::INT32: std::snprintf(text, sizeof text, "%" PRId32, static_cast<const int32_t*>(values)[i]); break;
-    case TbPrimType::FLOAT: std::snprintf(text, sizeof text, "%.9g", static_cast<const float*>(values)[i]); break;
-    default: std::snprintf(text, sizeof text, "%.17g", static_cast<const double*>(values)[i]); break;
+    case TbPrimType::FLOAT: return KorinMeshSyntax::realText(static_cast<const float*>(values)[i], true);
+    default: return KorinMeshSyntax::realText(static_cast<const double*>(values)[i]);
   }
   return text;
 }
@@ -111,7 +111,7 @@ void KorinMeshWriter::writeParameter(const UxParamBundle& bundle, int index,
     default:
       line = "reals " + name;
       for (int k = 0; k < bundle.entryCount(index); ++k)
-        line += " " + KorinMeshSyntax::realText(bundle.entryReals(index)[k]);
+        line += " " + KorinMeshSyntax::realText(bundle.entryReals(index)[k], bundle.entryRealsFromFloats(index));
       break;
   }
   put(indent + line + "\n");

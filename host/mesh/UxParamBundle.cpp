@@ -11,12 +11,13 @@ struct UxParamBundle::Entry {
   std::string text;
   std::vector<int> ints;
   std::vector<double> reals;
+  bool realsFromFloats = false;
   std::unique_ptr<UxParamBundle> bundle;
 
   Entry() = default;
   Entry(const Entry& other)
       : name(other.name), kind(other.kind), flags(other.flags), text(other.text),
-        ints(other.ints), reals(other.reals),
+        ints(other.ints), reals(other.reals), realsFromFloats(other.realsFromFloats),
         bundle(other.bundle ? new UxParamBundle(*other.bundle) : nullptr) {}
   Entry& operator=(Entry&& other) = default;
 
@@ -28,6 +29,7 @@ struct UxParamBundle::Entry {
     text.clear();
     ints.clear();
     reals.clear();
+    realsFromFloats = false;
     bundle.reset();
   }
 };
@@ -96,6 +98,7 @@ void UxParamBundle::set(const char* name, int count, const float* values) {
   Entry& slot = slotFor(name);
   slot.reset(REALS);
   slot.reals.assign(values, values + count);
+  slot.realsFromFloats = true;
 }
 
 void UxParamBundle::set(const char* name, int count, const double* values) {
@@ -235,6 +238,10 @@ const int* UxParamBundle::entryInts(int index) const {
 
 const double* UxParamBundle::entryReals(int index) const {
   return entryKind(index) == REALS ? entries[index]->reals.data() : nullptr;
+}
+
+bool UxParamBundle::entryRealsFromFloats(int index) const {
+  return entryKind(index) == REALS && entries[index]->realsFromFloats;
 }
 
 UxParamBundle* UxParamBundle::entryBundle(int index) {

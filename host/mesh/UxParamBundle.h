@@ -5,7 +5,8 @@
 // and parameters and sub-bundles share one name space, so setting a name that a
 // sub-bundle holds replaces that sub-bundle in place (and the other way round).
 // A parameter holds a string, a list of ints or a list of reals (kept as double,
-// so a float stored and read back is bit-identical).
+// so a float stored and read back is bit-identical; a list set from floats
+// remembers it, so that writers can spell its values as floats).
 //
 // On failure nothing throws and nothing changes: the find calls return 0 and
 // leave their outputs untouched when the name is missing, holds another kind of
@@ -65,6 +66,8 @@ class UxParamBundle {
   const char* entryString(int index) const;
   const int* entryInts(int index) const;
   const double* entryReals(int index) const;
+  // True for a real list last set from floats.
+  bool entryRealsFromFloats(int index) const;
   UxParamBundle* entryBundle(int index);
   const UxParamBundle* entryBundle(int index) const;
 

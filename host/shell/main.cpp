@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/codecs/SoDataCompressors.h"
+#include "host/console/UxWorkArea.h"
 #include "host/dialogs/UxQuestionAnswerer.h"
 #include "host/shell/KorinShell.h"
 #include "host/shell/QtEnvironment.h"
@@ -16,10 +17,11 @@
 namespace {
 
 const char kUsage[] =
-    "usage: korin [FILE.tcl [ARG ...]]\n"
-    "       korin -e SCRIPT [ARG ...]\n"
+    "usage: korin [-q] [FILE.tcl [ARG ...]]\n"
+    "       korin [-q] -e SCRIPT [ARG ...]\n"
     "Without a file the script is read from standard input, or typed at a\n"
-    "prompt when standard input is a terminal.\n";
+    "prompt when standard input is a terminal. -q shows no progress of long\n"
+    "work; console messages still appear.\n";
 
 enum class Source { INTERACTIVE, STDIN, FILE, STRING };
 
@@ -28,28 +30,33 @@ struct Options {
   std::string text;  // the file name or the script
   std::string argv0;
   std::vector<std::string> args;
+  bool quiet = false;
 };
 
 // Returns 0 to go on, else the exit status (usage asked for or misused).
 int parseOptions(int argc, char** argv, Options& options) {
   options.argv0 = argv[0];
   int first = 1;
-  if (argc > 1 && (std::strcmp(argv[1], "-h") == 0 || std::strcmp(argv[1], "--help") == 0)) {
+  if (argc > first && (std::strcmp(argv[first], "-h") == 0 || std::strcmp(argv[first], "--help") == 0)) {
     std::fputs(kUsage, stdout);
     return -1;
   }
-  if (argc > 1 && std::strcmp(argv[1], "-e") == 0) {
-    if (argc < 3) {
+  if (argc > first && std::strcmp(argv[first], "-q") == 0) {
+    options.quiet = true;
+    ++first;
+  }
+  if (argc > first && std::strcmp(argv[first], "-e") == 0) {
+    if (argc < first + 2) {
       std::fputs(kUsage, stderr);
       return 2;
     }
     options.source = Source::STRING;
-    options.text = argv[2];
-    first = 3;
-  } else if (argc > 1) {
+    options.text = argv[first + 1];
+    first += 2;
+  } else if (argc > first) {
     options.source = Source::FILE;
-    options.text = options.argv0 = argv[1];
-    first = 2;
+    options.text = options.argv0 = argv[first];
+    ++first;
   } else if (isatty(STDIN_FILENO)) {
     options.source = Source::INTERACTIVE;
   }
@@ -76,6 +83,7 @@ int main(int argc, char** argv) {
   const int early = parseOptions(argc, argv, options);
   if (early) return early < 0 ? 0 : early;
 
+  if (options.quiet) UxWorkArea::getTheWorkArea()->setDisplay(UxWorkArea::QUIET);
   prepareQtEnvironment();
   // Qt would take options such as -style out of the script's arguments.
   static int qtArgc = 1;

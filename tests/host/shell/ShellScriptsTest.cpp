@@ -59,7 +59,7 @@ TEST(ShellScripts, ATopLevelReturnEndsTheScriptNormally) {
 TEST(ShellScripts, MisuseOfTheCommandLineShowsTheUsage) {
   const ShellRun missing = KorinProcess().run({"-e"});
   EXPECT_EQ(missing.status, 2);
-  EXPECT_TRUE(startsWith(missing.err, "usage: korin [FILE.tcl [ARG ...]]\n")) << missing.err;
+  EXPECT_TRUE(startsWith(missing.err, "usage: korin [-q] [FILE.tcl [ARG ...]]\n")) << missing.err;
   const ShellRun help = KorinProcess().run({"--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_TRUE(startsWith(help.out, "usage: korin")) << help.out;
