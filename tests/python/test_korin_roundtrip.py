@@ -18,3 +18,15 @@ def test_readbox_returns_what_was_converted(korin, tmp_path):
     korin(CONVERT, tmp_path / "set", tmp_path / "in.raw", 70, 37, 9)
     back = np.fromfile(tmp_path / "set.box", dtype="<u2").reshape(volume.shape)
     np.testing.assert_array_equal(back, volume)
+
+
+def test_pip_installs_the_package_without_an_index(tmp_path):
+    import subprocess
+    import sys
+    from pathlib import Path
+    subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", tmp_path / "env"], check=True)
+    source = Path(__file__).resolve().parents[2] / "python"
+    subprocess.run([tmp_path / "env/bin/pip", "install", "-q", "--no-index", source], check=True,
+                   env={"PATH": "/usr/bin:/bin", "HOME": str(tmp_path)})
+    done = subprocess.run([tmp_path / "env/bin/uxdiskdata", "--help"], capture_output=True, text=True)
+    assert done.returncode == 0 and "info" in done.stdout
