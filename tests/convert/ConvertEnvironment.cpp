@@ -11,7 +11,6 @@
 #include <filesystem>
 #include <string>
 
-#include "ConvertTestSupport.h"
 #include "diskdata/UxDiskData.h"
 #include "host/codecs/SoDataCompressors.h"
 #include "host/dialogs/UxQuestionAnswerer.h"
@@ -59,31 +58,3 @@ class ConvertEnvironment : public ::testing::Environment {
 ::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new ConvertEnvironment);
 
 }  // namespace
-
-namespace convert_test {
-
-namespace {
-bool endsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-}  // namespace
-
-// "TEXT ...", "TEXT: 25%" and "TEXT: done", as the work area shows a task.
-bool isProgressLine(const std::string& line) {
-  if (endsWith(line, " ...") || endsWith(line, ": done")) return true;
-  const size_t colon = line.rfind(": ");
-  if (colon == std::string::npos || !endsWith(line, "%")) return false;
-  const std::string number = line.substr(colon + 2, line.size() - colon - 3);
-  return !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
-}
-
-std::vector<std::string> withoutProgress(const std::vector<std::string>& lines) {
-  std::vector<std::string> kept;
-  for (const std::string& line : lines) {
-    if (isProgressLine(line)) continue;
-    kept.push_back(line);
-  }
-  return kept;
-}
-
-}  // namespace convert_test

@@ -5,8 +5,9 @@
 #include <QImage>
 #include <QString>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -20,42 +21,32 @@ namespace image_test {
 
 using Volume = ReferenceVolume<uint8_t>;
 
-// "PNG" -> ".png" and so on.
-inline std::string extensionOf(const char* format) {
-  std::string ext = std::string(".") + format;
-  for (char& c : ext) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-  return ext == ".jpeg" ? ".jpg" : ext;
-}
-
+// base000.png, base001.png, ...; "JPEG" gives .jpg.
 inline std::string sliceName(const std::string& base, int z, const char* format) {
-  char number[16];
-  std::snprintf(number, sizeof number, "%03d", z);
-  return base + number + extensionOf(format);
+  std::string ext = format == std::string("JPEG") ? "jpg" : format;
+  for (char& c : ext) c = static_cast<char>(std::tolower(c));
+  const std::string number = std::to_string(1000 + z).substr(1);
+  return base + number + "." + ext;
 }
 
 // Slice z of a volume of 1 (grey), 3 (RGB) or 4 (RGBA) components as a QImage
 // of Grayscale8, RGB32 or ARGB32.
 inline QImage sliceImage(const Volume& volume, int z) {
-  const QImage::Format format = volume.nc == 1   ? QImage::Format_Grayscale8
-                                : volume.nc == 3 ? QImage::Format_RGB32
-                                                 : QImage::Format_ARGB32;
-  QImage image(volume.nx, volume.ny, format);
-  for (int y = 0; y < volume.ny; ++y) {
-    if (volume.nc == 1) {
-      std::memcpy(image.scanLine(y), &volume.values[(static_cast<size_t>(z) * volume.ny + y) * volume.nx],
-                  static_cast<size_t>(volume.nx));
-      continue;
+  QImage image(volume.nx, volume.ny,
+               volume.nc == 1 ? QImage::Format_Grayscale8
+                              : volume.nc == 3 ? QImage::Format_RGB32 : QImage::Format_ARGB32);
+  for (int y = 0; y < volume.ny; ++y)
+    for (int x = 0; x < volume.nx; ++x) {
+      if (volume.nc == 1)
+        image.scanLine(y)[x] = volume.at(x, y, z);
+      else
+        reinterpret_cast<QRgb*>(image.scanLine(y))[x] = qRgba(
+            volume.at(x, y, z, 0), volume.at(x, y, z, 1), volume.at(x, y, z, 2), volume.nc == 4 ? volume.at(x, y, z, 3) : 255);
     }
-    auto* row = reinterpret_cast<QRgb*>(image.scanLine(y));
-    for (int x = 0; x < volume.nx; ++x)
-      row[x] = qRgba(volume.at(x, y, z, 0), volume.at(x, y, z, 1), volume.at(x, y, z, 2),
-                     volume.nc == 4 ? volume.at(x, y, z, 3) : 255);
-  }
   return image;
 }
 
-// One file per slice, base000.ext, base001.ext, ...; the names in order, or
-// none when a file could not be written.
+// One file per slice; the names in order, or none when a file could not be written.
 inline std::vector<std::string> writeStack(const std::string& base, const Volume& volume, const char* format) {
   std::vector<std::string> names;
   for (int z = 0; z < volume.nz; ++z) {
@@ -80,70 +71,40 @@ inline Volume colourVolume(int nx, int ny, int nz, int components) {
   return v;
 }
 
-// The weighted average as the converter computes it: in single precision,
-// then truncated.
-inline uint8_t weightedOf(int r, int g, int b) {
-  const float value = (static_cast<float>(r) * 0.3f + static_cast<float>(g) * 0.59f) + static_cast<float>(b) * 0.11f;
-  return static_cast<uint8_t>(static_cast<int>(value));
-}
-
 // What a channel option makes of a volume of colours (3 or 4 components) or
-// grey values (1): one component, or four for the colour field.
+// grey values (1): one component, or four for the colour field. The weighted
+// average is taken in single precision, then truncated.
 inline Volume afterOption(const Volume& in, int option) {
   Volume out(in.nx, in.ny, in.nz, option == 10 ? 4 : 1);
-  for (int z = 0; z < in.nz; ++z)
-    for (int y = 0; y < in.ny; ++y)
-      for (int x = 0; x < in.nx; ++x) {
-        if (in.nc == 1) {
-          out.at(x, y, z) = in.at(x, y, z);
-          continue;
-        }
-        const int r = in.at(x, y, z, 0), g = in.at(x, y, z, 1), b = in.at(x, y, z, 2);
-        const int a = in.nc == 4 ? in.at(x, y, z, 3) : 1;
-        switch (option) {
-          case 0: out.at(x, y, z) = static_cast<uint8_t>(r > g ? (r > b ? r : b) : (g > b ? g : b)); break;
-          case 1: out.at(x, y, z) = weightedOf(r, g, b); break;
-          case 2: out.at(x, y, z) = static_cast<uint8_t>(r); break;
-          case 3: out.at(x, y, z) = static_cast<uint8_t>(g); break;
-          case 4: out.at(x, y, z) = static_cast<uint8_t>(b); break;
-          case 5: out.at(x, y, z) = static_cast<uint8_t>(a); break;
-          case 10:
-            out.at(x, y, z, 0) = static_cast<uint8_t>(r);
-            out.at(x, y, z, 1) = static_cast<uint8_t>(g);
-            out.at(x, y, z, 2) = static_cast<uint8_t>(b);
-            out.at(x, y, z, 3) = static_cast<uint8_t>(a);
-            break;
-        }
-      }
+  for (size_t i = 0; i < in.values.size() / in.nc; ++i) {
+    const uint8_t* p = &in.values[i * in.nc];
+    uint8_t* q = &out.values[i * out.nc];
+    const int r = p[0], g = in.nc > 1 ? p[1] : 0, b = in.nc > 1 ? p[2] : 0, a = in.nc == 4 ? p[3] : 1;
+    const float weighted = (static_cast<float>(r) * 0.3f + static_cast<float>(g) * 0.59f) + static_cast<float>(b) * 0.11f;
+    const int picked[] = {std::max(r, std::max(g, b)), static_cast<int>(weighted), r, g, b, a};
+    const int field[] = {r, g, b, a};
+    for (int c = 0; c < out.nc; ++c) q[c] = static_cast<uint8_t>(option == 10 ? field[c] : in.nc == 1 ? r : picked[option]);
+  }
   return out;
 }
 
 // The slices [from, nz) of a volume set to 0: what was never stored.
 inline Volume zeroFrom(Volume volume, int from) {
-  for (size_t i = static_cast<size_t>(from) * volume.nx * volume.ny * volume.nc; i < volume.values.size(); ++i)
-    volume.values[i] = 0;
+  std::fill(volume.values.begin() + static_cast<size_t>(from) * volume.nx * volume.ny * volume.nc, volume.values.end(), 0);
   return volume;
 }
 
-// The image files as the reader itself decodes them (lossy formats), as a
-// volume of 1 or 3 components.
-inline Volume decodedStack(const std::vector<std::string>& names, int components) {
+// Colour image files as Qt decodes them (for lossy formats).
+inline Volume decodedStack(const std::vector<std::string>& names) {
   Volume v;
   for (int z = 0; z < static_cast<int>(names.size()); ++z) {
-    QImage image(QString::fromStdString(names[z]));
-    if (image.isNull()) return {};
-    if (z == 0) v = Volume(image.width(), image.height(), static_cast<int>(names.size()), components);
-    const QImage plain = image.convertToFormat(components == 1 ? QImage::Format_Grayscale8 : QImage::Format_RGB32);
+    const QImage image = QImage(QString::fromStdString(names[z])).convertToFormat(QImage::Format_RGB32);
+    if (z == 0) v = Volume(image.width(), image.height(), static_cast<int>(names.size()), 3);
     for (int y = 0; y < v.ny; ++y)
       for (int x = 0; x < v.nx; ++x) {
-        if (components == 1) {
-          v.at(x, y, z) = plain.constScanLine(y)[x];
-        } else {
-          const QRgb p = reinterpret_cast<const QRgb*>(plain.constScanLine(y))[x];
-          v.at(x, y, z, 0) = static_cast<uint8_t>(qRed(p));
-          v.at(x, y, z, 1) = static_cast<uint8_t>(qGreen(p));
-          v.at(x, y, z, 2) = static_cast<uint8_t>(qBlue(p));
-        }
+        const QRgb p = reinterpret_cast<const QRgb*>(image.constScanLine(y))[x];
+        const int channel[] = {qRed(p), qGreen(p), qBlue(p)};
+        for (int c = 0; c < 3; ++c) v.at(x, y, z, c) = static_cast<uint8_t>(channel[c]);
       }
   }
   return v;
