@@ -109,10 +109,7 @@ TEST_F(MeshConversion, FilesThatCannotBeStreamedAreRefused) {
   writeWholeFile(dir.file("truncated.km"), "korinmesh 1 " + header + rawBytes(volume, false).substr(0, 400));
   writeWholeFile(dir.file("version.km"), "korinmesh 2 " + header + rawBytes(volume, false));
   const std::string unread = "Error reading KorinMesh file.";
-  const struct {
-    const char* file;
-    Lines messages;
-  } cases[] = {{"zipped.km", {}},
+  const struct { const char* file; Lines messages; } cases[] = {{"zipped.km", {}},
                {"nobox.km", {"Bounding box missing."}},
                {"text.km", {"Error: " + dir.file("text.km") +
                             " holds its data as text; only binary KorinMesh files can be converted"}},

@@ -39,10 +39,7 @@ TYPED_TEST_SUITE(RawElementTypes, ElementTypes);
 
 // One component after a header in little-endian order, three in big-endian.
 TYPED_TEST(RawElementTypes, OneFileInEitherByteOrder) {
-  const struct {
-    const char* order;
-    int components, header;
-  } cases[] = {{"little", 1, 17}, {"big", 3, 0}};
+  const struct { const char* order; int components, header; } cases[] = {{"little", 1, 17}, {"big", 3, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.order);
     const auto volume = testVolume<TypeParam>(37, 21, 9, c.components);

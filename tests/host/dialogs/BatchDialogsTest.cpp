@@ -122,11 +122,7 @@ TEST_F(BatchDialogs, CancelAndNoAnswerCancel) {
 // Answers that cannot be read say why and cancel, each used up; the raw-data
 // dialog then holds its defaults, the image dialog its earlier choice.
 TEST_F(BatchDialogs, MalformedAnswersSayWhyThenCancel) {
-  const struct {
-    int kind;
-    Words words;
-    std::string why;
-  } cases[] = {
+  const struct { int kind; Words words; std::string why; } cases[] = {
       {UxBatchAnswers::IMAGE, {"-bbox", "0", "1", "0", "1", "0"}, "-bbox expects six numbers, got 5"},
       {UxBatchAnswers::IMAGE, {"-bbox", "0", "1", "zero", "1", "0", "1"}, "-bbox expects six numbers: \"zero\" is not a number"},
       {UxBatchAnswers::IMAGE, {"-bbox", "0", "1", "0", "1", "0", "-channel", "2"}, "-bbox expects six numbers: \"-channel\" is not a number"},

@@ -505,10 +505,7 @@ TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
   };
   Bytes flipped = good;
   flipped[2] ^= 0x06;  // a block type that does not exist
-  const struct {
-    Bytes content;
-    bool accepted;
-  } cases[] = {
+  const struct { Bytes content; bool accepted; } cases[] = {
       {"", false}, {"hello world\n", false}, {Bytes(100000, '\x9c'), false}, {"korinmesh\n", false},
       {"korinmesh 1\n", false}, {"korinmesh 1 binary middle-endian\n", false}, {"korinmesh 1 text extra\n", false},
       {"KorinMesh 1 text\n", false}, {text, true}, {"korinmesh 2 text\n", false}, {"korinmesh 1.0 text\n", false},

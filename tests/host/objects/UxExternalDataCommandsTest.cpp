@@ -164,11 +164,7 @@ TEST_F(DataCommandsTest, BadWordsAreRefusedWithExactTexts) {
   Lattice readOnly;
   readOnly.writable = false;
   const std::string usage = "readBox: expected FILE ox oy oz nx ny nz ?sx sy sz?";
-  const struct {
-    UxExternalData& object;
-    Words words;
-    std::string error;
-  } cases[] = {
+  const struct { UxExternalData& object; Words words; std::string error; } cases[] = {
       {volume, {"readBox", file, "0", "0", "0"}, usage},
       {volume, {"readBox", file, "0", "0", "0", "1", "1", "1", "2"}, usage},
       {volume, {"readBox", file, "0", "y", "0", "1", "1", "1"}, "readBox: bad oy \"y\": expected an integer"},
