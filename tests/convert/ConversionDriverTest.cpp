@@ -25,15 +25,6 @@ class Driver : public ConvertTest {
   CommandResult convertTo(const std::string& outName, const char* format = "Raw Data") {
     return convert(Words{"-format", format, "-lda", outName} + rawWords(9, 7, 5, "int16", 1, 0, "little", {input}));
   }
-  // From the ports: the files as the inputs, the output name, the dialog's answer.
-  int convertFromPorts(const Words& files, const Words& answer) {
-    std::vector<const char*> names;
-    for (const std::string& name : files) names.push_back(name.c_str());
-    module.inputs.setFilenames(names.data(), static_cast<int>(names.size()));
-    module.output.setFilename(dir.file("vol").c_str());
-    UxBatchAnswers::push(UxBatchAnswers::RAW, answer);
-    return module.convertToDiskData(0, nullptr);
-  }
 
   const std::string input = dir.file("in.raw");
   const ReferenceVolume<int16_t> volume = testVolume<int16_t>(9, 7, 5);
@@ -55,17 +46,6 @@ TEST_F(Driver, TheOutputIsTheGivenNameWithTheLdaExtension) {
     EXPECT_STREQ(module.output.getFilename(), dir.file(name.named).c_str());
     EXPECT_EQ(module.output.getNum(), 1);
   }
-}
-
-TEST_F(Driver, ForcedDiskDataIsNamedKmAndNeverTiled) {
-  TiledDouble tiled(1);
-  EXPECT_EQ(run({"forceKorin311Format", "1"}).code, TCL_OK);
-  EXPECT_EQ(convertTo(dir.file("vol")).result, "1");
-  EXPECT_TRUE(TiledDouble::calls().empty());
-  EXPECT_STREQ(module.output.getFilename(), dir.file("vol.km").c_str());
-  EXPECT_FALSE(fileExists(dir.file("vol.lda")));
-  expectStored(dir.file("vol.km"), volume);
-  EXPECT_EQ(messages(), Lines{});
 }
 
 // The tiled converter gets the whole description and the ports' options. Its
@@ -168,7 +148,7 @@ TEST_F(Driver, AnUnknownFormatIsTriedAsRawData) {
 TEST_F(Driver, FromThePortsAFileOfNoKnownFormatIsRawData) {
   const std::string unknown = dir.file("scan.xyz");
   writeRaw(unknown, volume);
-  EXPECT_EQ(convertFromPorts({unknown}, kDescribe16), 1);
+  EXPECT_EQ(convertFromPorts({unknown}, "vol", UxBatchAnswers::RAW, kDescribe16), 1);
   EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
   EXPECT_EQ(messages(), (Lines{"raw data dialog: 1 file, 630 bytes",
                                "answer: -dims 9 7 5 -ptype int16 -ndatavar 1 -header 0 -endianess little "
@@ -181,7 +161,7 @@ TEST_F(Driver, FromThePortsAFileOfNoKnownFormatIsRawData) {
 TEST_F(Driver, FromThePortsRawFilesGetTheDialogAndTheTiledConverter) {
   TiledDouble tiled(0);
   const Words slices = writeRawSlices(dir.file("s"), volume);
-  EXPECT_EQ(convertFromPorts(slices, kDescribe16), 1);
+  EXPECT_EQ(convertFromPorts(slices, "vol", UxBatchAnswers::RAW, kDescribe16), 1);
   EXPECT_EQ(module.inputs.getNumFormatLabels(), 5);
   ASSERT_EQ(TiledDouble::calls().size(), 1u);
   EXPECT_EQ(TiledDouble::calls()[0].files, slices);

@@ -225,6 +225,17 @@ class ConvertTest : public ::testing::Test {
   }
   // The module's convertToDiskData command with these words after it.
   CommandResult convert(const Words& words) { return run(Words{"convertToDiskData"} + words); }
+  // A conversion from the ports, as the module's button runs it: the files as
+  // the inputs, `out` in the folder as the output, `answer` queued for `dialog`.
+  int convertFromPorts(const Words& files, const std::string& out = "vol", int dialog = UxBatchAnswers::RAW,
+                       const Words& answer = {}) {
+    std::vector<const char*> names;
+    for (const std::string& name : files) names.push_back(name.c_str());
+    module.inputs.setFilenames(names.data(), static_cast<int>(names.size()));
+    module.output.setFilename(dir.file(out).c_str());
+    if (!answer.empty()) UxBatchAnswers::push(dialog, answer);
+    return module.convertToDiskData(0, nullptr);
+  }
   Lines messages() const { return withoutProgress(console.lines); }
   // The files in the folder that are not among `inputs`.
   std::set<std::string> madeFiles(const Words& inputs = {}) const {

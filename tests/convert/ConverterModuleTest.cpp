@@ -98,13 +98,13 @@ TEST_F(ConverterModule, ANewOutputNameGetsTheExtensionOfTheFormat) {
 // ---------------------------------------------------------------------------
 // The button: a conversion from the ports, and the result in the object pool.
 
-const Words kDescription = {"-dims", "12", "10", "7", "-ptype", "uint16", "-endianess", "big",
+const Words kDescription = {"-dims", "12", "10", "7", "-ptype", "uint16", "-header", "12", "-endianess", "big",
                             "-bbox", "0", "1", "0", "2", "0", "3"};
 
 class ConverterButton : public ConverterModule {
  protected:
   void SetUp() override {
-    writeRaw(input, volume, 0, true);
+    writeRaw(input, volume, 12, true);
     module.inputs.setFilename(input.c_str());
     module.output.setFilename(dir.file("vol").c_str());
   }
@@ -142,8 +142,8 @@ TEST_F(ConverterButton, ConvertsFromThePortsAndLoadsTheResult) {
 // loads the output for every result above 0, an unknown one included.
 TEST_F(ConverterButton, ALoadFollowsOnlyAConversionThatSucceeded) {
   const int kNoTiled = 99;
-  const std::string dialog = "raw data dialog: 1 file, 1680 bytes", cancelled = "answer: cancel (script)",
-                    described = "answer: -dims 12 10 7 -ptype uint16 -ndatavar 1 -header 0 -endianess big "
+  const std::string dialog = "raw data dialog: 1 file, 1692 bytes", cancelled = "answer: cancel (script)",
+                    described = "answer: -dims 12 10 7 -ptype uint16 -ndatavar 1 -header 12 -endianess big "
                                 "-bbox 0 1 0 2 0 3 (script)";
   const struct {
     int tiled;

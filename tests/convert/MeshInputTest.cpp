@@ -39,12 +39,6 @@ bool writeMesh(const std::string& path, const std::vector<Section>& sections, in
 
 class MeshConversion : public ConvertTest {
  protected:
-  // From the ports, as the module's button converts: no command words.
-  int convertFromPorts(const std::string& file, const std::string& out = "out") {
-    module.inputs.setFilename(file.c_str());
-    module.output.setFilename(dir.file(out).c_str());
-    return module.convertToDiskData(0, nullptr);
-  }
   CommandResult convertCommand(const Words& files, const std::string& out = "out") {
     return convert(Words{"-format", "KorinMesh", "-lda", dir.file(out)} + files);
   }
@@ -87,7 +81,7 @@ TEST_F(MeshConversion, ThePlainThreeDimensionalSectionAfterOthersIsTaken) {
     SCOPED_TRACE(encoding);
     const std::string name = "layers" + std::to_string(encoding);
     ASSERT_TRUE(writeMesh(dir.file(name + ".km"), {thickness, zipped, density}, encoding));
-    EXPECT_EQ(convertFromPorts(dir.file(name + ".km"), name), 1);
+    EXPECT_EQ(convertFromPorts({dir.file(name + ".km")}, name), 1);
     expectStored(dir.file(name + ".lda"), volume);
   }
   EXPECT_EQ(messages(), Lines{});
@@ -119,7 +113,7 @@ TEST_F(MeshConversion, FilesThatCannotBeStreamedAreRefused) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     console.lines.clear();
-    EXPECT_EQ(convertFromPorts(dir.file(c.file)), 0);
+    EXPECT_EQ(convertFromPorts({dir.file(c.file)}, "out"), 0);
     EXPECT_EQ(console.lines, c.messages + Lines{"Error converting files"});
   }
   console.lines.clear();
