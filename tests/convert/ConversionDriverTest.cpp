@@ -136,7 +136,6 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
   EXPECT_FALSE(hung);
 }
 
-// ---------------------------------------------------------------------------
 // The format label.
 
 TEST_F(Driver, AnUnknownFormatIsTriedAsRawData) {

@@ -95,7 +95,6 @@ TEST_F(ConverterModule, ANewOutputNameGetsTheExtensionOfTheFormat) {
   EXPECT_STREQ(module.output.getFilename(), "/x/kept.raw");
 }
 
-// ---------------------------------------------------------------------------
 // The button: a conversion from the ports, and the result in the object pool.
 
 const Words kDescription = {"-dims", "12", "10", "7", "-ptype", "uint16", "-header", "12", "-endianess", "big",

@@ -183,7 +183,6 @@ int staleCoarseBlocks(const std::string& description) {
   return stale;
 }
 
-// ---------------------------------------------------------------------------
 // Channel options: what each makes of grey, RGB and RGBA stacks, PNG unless
 // told; lossless formats keep every value, JPEG loses a little, so the set
 // holds exactly what its files decode to.
@@ -245,7 +244,6 @@ TEST_F(ImageInput, KnownColoursUnderEveryOption) {
   }
 }
 
-// ---------------------------------------------------------------------------
 // The words, and files that do not read.
 
 TEST_F(ImageInput, BadWordsAndFilesAreRefusedWithTheirReason) {
@@ -286,7 +284,6 @@ TEST_F(ImageInput, BadWordsAndFilesAreRefusedWithTheirReason) {
   }
 }
 
-// ---------------------------------------------------------------------------
 // The image dialog, asked when no words are given or the words' box has a
 // negative x minimum; its box and option are what the set gets.
 
@@ -344,7 +341,6 @@ TEST_F(ImageInput, StacksGoInChunksOfSixtyFourSlices) {
   }
 }
 
-// ---------------------------------------------------------------------------
 // The driver's image branches.
 
 class ImageDriver : public ImageInput {

@@ -204,7 +204,6 @@ TEST_F(RawConversion, AWrongDescriptionWordIsNamed) {
   EXPECT_EQ(madeFiles({dir.file("in.raw")}), std::set<std::string>{});
 }
 
-// ---------------------------------------------------------------------------
 // The description from the raw-data dialog.
 
 // An answer that leaves the dimensions at the dialog's 0 0 0 makes an empty set.

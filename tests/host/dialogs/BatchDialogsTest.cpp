@@ -166,7 +166,6 @@ TEST_F(BatchDialogs, MalformedAnswersSayWhyThenCancel) {
   EXPECT_EQ(imageState(image), "box 1 2 3 4 5 6 channel 3");
 }
 
-// ---------------------------------------------------------------------------
 // The raw-data dialog: options in any order, each exec starting from the
 // defaults again.
 
@@ -197,7 +196,6 @@ TEST_F(BatchDialogs, TheRawDataDialogTakesOptionsInAnyOrder) {
   EXPECT_EQ(console.lines.end()[-2], "raw data dialog: 1 file, 5000000000 bytes");
 }
 
-// ---------------------------------------------------------------------------
 // The image dialog: each part optional, words in any order, defaults that
 // depend on the stack; run on the dialog thread as the package runs it.
 
@@ -238,25 +236,6 @@ TEST_F(BatchDialogs, TheImageDialogTakesBoxAndChannelOrTheirDefaults) {
   EXPECT_EQ(state, "box -1.5 1.5 0 10 2 4 channel 10");
   EXPECT_NE(negotiator.execOn(), std::this_thread::get_id());
   EXPECT_EQ(console.lines, (Lines{kColourStack, "answer: -bbox -1.5 1.5 0 10 2 4 -channel 10 (script)"}));
-}
-
-// ---------------------------------------------------------------------------
-// The file dialog: one answer per dialog, oldest first, its names replacing
-// the earlier ones.
-
-TEST_F(BatchDialogs, TheFileDialogTakesItsAnswersInTurn) {
-  UxBatchAnswers::push(UxBatchAnswers::FILE, {"a.png", "b.png", "c.png"});
-  UxBatchAnswers::push(UxBatchAnswers::FILE, {"second.km"});
-  file.setDialogUsage(UxFileDialog::OPEN_FILES);
-  ASSERT_EQ(file.postAndWait(), 1);
-  EXPECT_EQ(file.getNumFileNames(), 3);
-  EXPECT_STREQ(file.getFileName(2), "c.png");
-  ASSERT_EQ(file.postAndWait(), 1);
-  EXPECT_STREQ(file.getFileName(0), "second.km");
-  EXPECT_STREQ(file.getFileName(1), "");
-  EXPECT_EQ(file.getNumFileNames(), 1);
-  EXPECT_EQ(console.lines.back(), "answer: second.km (script)");
-  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::FILE), 0);
 }
 
 }  // namespace

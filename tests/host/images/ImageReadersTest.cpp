@@ -133,26 +133,6 @@ TEST(ImageReaders, LosslessFilesGiveTheirValuesAndOneOfThreeFormats) {
   }
 }
 
-TEST(ImageReaders, JpegColoursComeBackWithinTheCompressionError) {
-  TempDir dir;
-  // Two flat halves, each a whole number of 16-pixel blocks, keep the error small.
-  QImage halves(32, 16, QImage::Format_RGB32);
-  halves.fill(qRgb(200, 100, 30));
-  for (int y = 0; y < 16; ++y)
-    for (int x = 16; x < 32; ++x) halves.setPixel(x, y, qRgb(20, 60, 220));
-  ASSERT_TRUE(halves.save(QString::fromStdString(dir.file("halves.jpg")), nullptr, 95));
-  const Read read(dir.file("halves.jpg"));
-  ASSERT_TRUE(read.ok && read.imageOk);
-  EXPECT_EQ(read.size[2], 3);
-  EXPECT_EQ(read.image.format(), QImage::Format_RGB32);
-  for (int y : {0, 7, 15})
-    for (int x : {3, 28})
-      for (int c = 0; c < 3; ++c) {
-        EXPECT_NEAR(read.value(x, y, c), written(halves, x, y, c), 6) << x << "," << y;
-        EXPECT_NEAR(written(read.image, x, y, c), written(halves, x, y, c), 6) << x << "," << y;
-      }
-}
-
 TEST(ImageReaders, MissingOrUndecodableFilesFailAndLeaveTheOutputsAlone) {
   TempDir dir;
   writeWholeFile(dir.file("notes.png"), "these are words, not pixels\n");

@@ -143,7 +143,6 @@ struct CountingProgress : TbProgressInterface {
 
 }  // namespace
 
-// ---------------------------------------------------------------------------
 // Round trips
 
 TEST(KorinMeshRoundTrip, EveryEncodingTypeAndComponentCount) {
@@ -293,7 +292,6 @@ TEST(KorinMeshRoundTrip, CompressedSectionIsSmallerAndDecodesWithProgress) {
   EXPECT_EQ(refused.begun, refused.ended);
 }
 
-// ---------------------------------------------------------------------------
 // Recorded file positions
 
 TEST(KorinMeshPositions, TextSectionsPointAtTheirNumbers) {
@@ -317,7 +315,6 @@ TEST(KorinMeshPositions, TextSectionsPointAtTheirNumbers) {
   EXPECT_EQ(a.data, nullptr);
 }
 
-// ---------------------------------------------------------------------------
 // Hand-written files: the examples of docs/korinmesh.md, verbatim
 
 namespace {
@@ -486,7 +483,6 @@ TEST(KorinMeshHandWritten, FreeFormHeader) {
   EXPECT_EQ(mesh->indexOf("After"), 0);
 }
 
-// ---------------------------------------------------------------------------
 // Refusals
 
 TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
@@ -558,7 +554,6 @@ TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
   EXPECT_NE(readText(dir, binary + "data S\nabcd"), nullptr);
 }
 
-// ---------------------------------------------------------------------------
 // Writing safely, and the object's own refusals
 
 TEST(KorinMeshWrite, FailedWritesLeaveTheOldFileAlone) {

@@ -12,7 +12,6 @@
 #include "host/modules/UxPortFilename.h"
 #include "host/modules/UxPortIntTextN.h"
 #include "host/modules/UxPortMultiMenu.h"
-#include "host/types/TbTypeInfo.h"
 #include "support/ObjectCommandRunner.h"
 
 namespace {
@@ -47,17 +46,6 @@ class ModulePortsTest : public ::testing::Test {
   ObjectCommandRunner tcl;
   ReaderModule module;
 };
-
-TEST(ModuleTypeTest, APlainModuleTakesDataAndCannotBeCreatedByType) {
-  UxModule plain;
-  EXPECT_EQ(plain.getTypeId(), UxModule::getClassTypeId());
-  EXPECT_EQ(UxModule::getClassTypeId()->createInstance(), nullptr);
-  EXPECT_NE(plain.moduleFlags & UxModule::TAKES_DATA_CONNECTION, 0u);
-  EXPECT_EQ(plain.numPorts(), 1);
-  EXPECT_STREQ(plain.portData.getName(), "data");
-  EXPECT_TRUE(plain.portData.isVisible());
-  EXPECT_EQ(plain.getInterfaceOwner(), nullptr);
-}
 
 // The module's and its ports' words, and the exact refusals.
 TEST_F(ModulePortsTest, WordsOfTheModuleAndItsPorts) {
