@@ -284,40 +284,6 @@ TEST_F(ImageInput, BadWordsAndFilesAreRefusedWithTheirReason) {
   }
 }
 
-// The image dialog, asked when no words are given or the words' box has a
-// negative x minimum; its box and option are what the set gets.
-
-TEST_F(ImageInput, TheDialogGivesBoxAndOption) {
-  const Volume colours = colourVolume(12, 9, 5, 3), grey = Volume::generated(11, 8, 3);
-  const Words rgb = stack("rgb", colours), g = stack("grey", grey);
-  const struct {
-    const Words& files;
-    Words answer;
-    bool negativeBox;  // the words give a box from -5: no box
-    std::string said;
-    Volume stored;
-    std::vector<float> box;
-  } cases[] = {{rgb, {"-bbox", "1", "2", "3", "4", "5", "6", "-channel", "3"}, true,
-                "-bbox 1 2 3 4 5 6 -channel 3 (script)", afterOption(colours, 3), {1, 2, 3, 4, 5, 6}},
-               {rgb, {}, false, "-bbox 0 11 0 8 0 4 -channel 1 (script, default box and channel)",
-                afterOption(colours, 1), {0, 11, 0, 8, 0, 4}},
-               {g, {}, false, "-bbox 0 10 0 7 0 2 -channel 2 (script, default box and channel)", grey,
-                {0, 10, 0, 7, 0, 2}}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.said);
-    console.lines.clear();
-    UxBatchAnswers::push(UxBatchAnswers::IMAGE, c.answer);
-    const std::string out = "asked" + std::to_string(&c - cases) + ".km";
-    if (c.negativeBox)
-      EXPECT_EQ(convertImages(c.files, out, 1, {"-5", "10", "0", "1", "0", "1"}), 1);
-    else
-      EXPECT_EQ(readImages(module, c.files, dir.file(out)), 1);
-    const int channels = c.files == g ? 1 : 3;
-    EXPECT_EQ(messages(), (Lines{dialogLine(c.stored.nx, c.stored.ny, c.stored.nz, channels, c.files[0]), "answer: " + c.said}));
-    expectStored(dir.file(out), c.stored, c.box);
-  }
-}
-
 // Stacks of more than one chunk (64 slices a chunk for small images): chunks
 // stored before an interruption are kept, their coarse levels up to date; the
 // short last chunk reuses the buffer and holds its own slices only.
@@ -413,43 +379,51 @@ TEST_F(ImageDriver, FromThePorts) {
 }
 
 // From the command's words: the image words describe the stack (the label's
-// case does not matter), plain file names get the dialog, and the tiled
-// converter gets the files without the words.
+// case does not matter); plain file names, or words whose box has a negative x
+// minimum, get the dialog; the tiled converter gets the files without the words.
 TEST_F(ImageDriver, FromTheCommandsWords) {
-  const Words png = stack("p", colours, "PNG");
+  const Volume grey = Volume::generated(11, 8, 3);
+  const Words png = stack("p", colours, "PNG"), greyNames = stack("g", grey, "PNG");
+  const Words negative = {"-5", "10", "0", "1", "0", "1"};
+  const std::string coloursAsked = dialogLine(12, 9, 4, 3, names[0]);
   const struct {
     const char* tiled;  // nullptr: none
     const char* format;
-    Words words;
-    Words answer;
+    Words words, answer;
     Lines messages;
     int option;
-    std::vector<float> box;
-  } cases[] = {{nullptr, "tiff", imageWords(kBoxWords, 2, names), {}, {}, 2, kBox},
-               {nullptr, "PNG", imageWords(kBoxWords, 4, png), {}, {}, 4, kBox},
-               {"TIFF", "TIFF", imageWords(kBoxWords, 10, names), {}, {"Colorfield not yet supported by voxelan"}, 10, kBox},
-               {nullptr, "TIFF", names, {"-channel", "0"},
-                {dialogLine(12, 9, 4, 3, names[0]), "answer: -bbox 0 11 0 8 0 3 -channel 0 (script, default box)"},
-                0, {0, 11, 0, 8, 0, 3}},
-               {"TIFF", "TIFF", imageWords(kBoxWords, 3, names), {}, {}, 3, {}}};
+    std::vector<float> box;  // empty: tiled
+  } cases[] = {
+      {nullptr, "tiff", imageWords(kBoxWords, 2, names), {}, {}, 2, kBox},
+      {nullptr, "PNG", imageWords(kBoxWords, 4, png), {}, {}, 4, kBox},
+      {"TIFF", "TIFF", imageWords(kBoxWords, 10, names), {}, {"Colorfield not yet supported by voxelan"}, 10, kBox},
+      {nullptr, "TIFF", names, {"-channel", "0"},
+       {coloursAsked, "answer: -bbox 0 11 0 8 0 3 -channel 0 (script, default box)"}, 0, {0, 11, 0, 8, 0, 3}},
+      {nullptr, "TIFF", imageWords(negative, 1, names), {"-bbox", "1", "2", "3", "4", "5", "6", "-channel", "3"},
+       {coloursAsked, "answer: -bbox 1 2 3 4 5 6 -channel 3 (script)"}, 3, {1, 2, 3, 4, 5, 6}},
+      {nullptr, "PNG", greyNames, {},
+       {dialogLine(11, 8, 3, 1, greyNames[0]), "answer: -bbox 0 10 0 7 0 2 -channel 2 (script, default box and channel)"},
+       2, {0, 10, 0, 7, 0, 2}},
+      {"TIFF", "TIFF", imageWords(kBoxWords, 3, names), {}, {}, 3, {}}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.format) + " " + std::to_string(c.option));
+    SCOPED_TRACE(std::string(c.format) + " " + std::to_string(c.option) + " " + std::to_string(c.words.size()));
     console.lines.clear();
     std::optional<TiledDouble> tiled;
     if (c.tiled) tiled.emplace(1, Words{c.tiled});
-    if (!c.answer.empty()) UxBatchAnswers::push(UxBatchAnswers::IMAGE, c.answer);
+    UxBatchAnswers::push(UxBatchAnswers::IMAGE, c.answer);
     EXPECT_EQ(convert(Words{"-format", c.format, "-lda", dir.file("words")} + c.words).result, "1");
     EXPECT_EQ(messages(), c.messages);
     EXPECT_STREQ(module.output.getFilename(), dir.file("words.lda").c_str());
     ASSERT_EQ(TiledDouble::calls().size(), c.box.empty() ? 1u : 0u);
+    UxBatchAnswers::clear();
     if (c.box.empty()) {
       EXPECT_EQ(TiledDouble::calls()[0].files, names);
       EXPECT_EQ(TiledDouble::calls()[0].description,
                 "box 0.5 2 1 3 2 4 dims 12 9 4 type uint8 little method 3 header 0 images");
       continue;
     }
-    expectStored(dir.file("words.lda"), afterOption(colours, c.option), c.box);
-    for (const std::string& made : madeFiles(names + png)) std::remove(made.c_str());
+    expectStored(dir.file("words.lda"), afterOption(c.words == greyNames ? grey : colours, c.option), c.box);
+    for (const std::string& made : madeFiles(names + png + greyNames)) std::remove(made.c_str());
   }
 }
 
