@@ -591,18 +591,15 @@ TEST(KorinMeshObject, RefusesBadLocationsAndSections) {
   KorinMesh mesh, other;
   const int dims[3] = {2, 3, 4}, empty[3] = {2, 0, 4}, huge[3] = {INT32_MAX, INT32_MAX, INT32_MAX},
             big[3] = {INT32_MAX, INT32_MAX, 2};
-  EXPECT_EQ(mesh.addLocation("L", 0, dims), nullptr);
-  EXPECT_EQ(mesh.addLocation("L", 4, dims), nullptr);
-  EXPECT_EQ(mesh.addLocation("L", 3, empty), nullptr);
-  EXPECT_EQ(mesh.addLocation("L", 3, nullptr), nullptr);
   KorinMesh::Location* lattice = mesh.addLocation("L", 3, dims);
-  ASSERT_NE(lattice, nullptr);
-  EXPECT_EQ(mesh.addLocation("L", 1, dims), nullptr);
-  EXPECT_EQ(mesh.findLocation("L"), lattice);
-  EXPECT_EQ(mesh.addLocation("Huge", 3, huge), nullptr);  // more points than an int64 counts
   KorinMesh::Location* enormous = mesh.addLocation("Big", 3, big);
-  ASSERT_NE(enormous, nullptr);
-
+  ASSERT_TRUE(lattice && enormous);
+  EXPECT_EQ(mesh.findLocation("L"), lattice);
+  // No dimensions, four, an empty one, none given, more points than an int64 counts, a name taken.
+  const std::pair<int, const int*> badLocations[] = {{0, dims}, {4, dims}, {3, empty}, {3, nullptr}, {3, huge}};
+  for (const auto& [nDims, size] : badLocations) EXPECT_EQ(mesh.addLocation("New", nDims, size), nullptr) << nDims;
+  EXPECT_EQ(mesh.addLocation("L", 1, dims), nullptr);
+  // Another mesh's location or none, an unknown type, no components, an unknown encoding, too many bytes.
   EXPECT_EQ(mesh.addSection(other.addLocation("L", 3, dims), "S", TbPrimType::UINT8, 1, nullptr), nullptr);
   EXPECT_EQ(mesh.addSection(nullptr, "S", TbPrimType::UINT8, 1, nullptr), nullptr);
   EXPECT_EQ(mesh.addSection(lattice, "S", TbPrimType(5), 1, nullptr), nullptr);
@@ -610,7 +607,6 @@ TEST(KorinMeshObject, RefusesBadLocationsAndSections) {
   EXPECT_EQ(mesh.addSection(lattice, "S", TbPrimType::UINT8, 1, nullptr, 2), nullptr);
   EXPECT_EQ(mesh.addSection(enormous, "S", TbPrimType::DOUBLE, 1, nullptr), nullptr);
   EXPECT_EQ(mesh.dataSection.size(), 0);
-
   KorinMesh::DataSection* zeros = mesh.addSection(lattice, "S", TbPrimType::INT32, 2, nullptr);
   ASSERT_NE(zeros, nullptr);
   EXPECT_EQ(dataOf(*zeros), Bytes(2 * 3 * 4 * 2 * 4, '\0'));
