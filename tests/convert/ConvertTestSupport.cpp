@@ -172,12 +172,6 @@ bool isProgressLine(const std::string& line) {
 
 }  // namespace
 
-std::set<std::string> filesIn(const std::string& folder) {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.insert(entry.path().string());
-  return names;
-}
-
 Lines withoutProgress(const Lines& lines) {
   Lines kept;
   for (const std::string& line : lines)

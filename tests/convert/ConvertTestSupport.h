@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -109,24 +110,19 @@ class StoredSet {
   explicit operator bool() const { return data != nullptr; }
   std::vector<int> dims() const;
   std::vector<float> box() const;
-  // The box of `size` samples (counted at the subsampling) from level-0 `origin`;
-  // samples not delivered read 77.
   int readInto(void* buffer, const int* origin, const int* size, int subsampling);
+  // The box of `size` samples (counted at the subsampling) from level-0
+  // `origin`, by default the whole set; samples not delivered read 77.
   template <class T>
-  ReferenceVolume<T> read(const int* origin, const int* size, int subsampling, int* status = nullptr) {
+  ReferenceVolume<T> read(int subsampling, int* status = nullptr, std::vector<int> origin = {0, 0, 0},
+                          std::vector<int> size = {}) {
+    if (size.empty())
+      for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
     ReferenceVolume<T> box(size[0], size[1], size[2], data->getNDataVar());
     for (T& v : box.values) v = T(77);
-    const int done = readInto(box.values.data(), origin, size, subsampling);
+    const int done = readInto(box.values.data(), origin.data(), size.data(), subsampling);
     if (status) *status = done;
     return box;
-  }
-  template <class T>
-  ReferenceVolume<T> readAll(int subsampling, int* status = nullptr) {
-    const int origin[3] = {0, 0, 0};
-    int size[3];
-    data->getDims(size);
-    for (int& n : size) n = (n + subsampling - 1) / subsampling;
-    return read<T>(origin, size, subsampling, status);
   }
 
   UxDiskData* data = nullptr;
@@ -155,9 +151,9 @@ void expectHolds(StoredSet& set, const ReferenceVolume<T>& input, const std::vec
   ASSERT_EQ(set.dims(), (std::vector<int>{input.nx, input.ny, input.nz}));
   EXPECT_EQ(set.box(), box);
   int status = 0;
-  EXPECT_TRUE(sameSamples(set.readAll<T>(1, &status), input)) << "level 0";
+  EXPECT_TRUE(sameSamples(set.read<T>(1, &status), input)) << "level 0";
   EXPECT_EQ(status, 1);
-  EXPECT_TRUE(sameSamples(set.readAll<T>(2, &status), input.reduced(2, 2, 2))) << "subsampling 2";
+  EXPECT_TRUE(sameSamples(set.read<T>(2, &status), input.reduced(2, 2, 2))) << "subsampling 2";
   EXPECT_EQ(status, 1);
 }
 
@@ -205,8 +201,6 @@ class TiledDouble {
   TiledFormats formats;
 };
 
-// Every file in the folder, by full path.
-std::set<std::string> filesIn(const std::string& folder);
 // The lines the console showed, without the progress lines of the work area.
 Lines withoutProgress(const Lines& lines);
 
@@ -239,7 +233,8 @@ class ConvertTest : public ::testing::Test {
   Lines messages() const { return withoutProgress(console.lines); }
   // The files in the folder that are not among `inputs`.
   std::set<std::string> madeFiles(const Words& inputs = {}) const {
-    std::set<std::string> made = filesIn(dir.path());
+    std::set<std::string> made;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) made.insert(entry.path().string());
     for (const std::string& input : inputs) made.erase(input);
     return made;
   }

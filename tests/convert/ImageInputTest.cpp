@@ -240,7 +240,7 @@ TEST_F(ImageInput, KnownColoursUnderEveryOption) {
     ASSERT_EQ(convertImages(names, out, option), 1) << option;
     StoredSet set(dir.file(out));
     ASSERT_TRUE(set);
-    EXPECT_EQ(set.readAll<uint8_t>(1).values, values) << option;
+    EXPECT_EQ(set.read<uint8_t>(1).values, values) << option;
   }
 }
 

@@ -106,8 +106,8 @@ TEST_F(RawConversion, ASliceAboveTwoHundredFiftySixMiBGoesOneSliceAtATime) {
   // Every sample in its place: the 2x2x2 means, samples beyond the last row counting as 0.
   const int cells[][4] = {{0, 0, 0, 125}, {2000, 4500, 0, 1000}, {4095, 8192, 0, 250}, {100, 100, 0, 0}};
   for (const auto& cell : cells) {
-    const int origin[3] = {cell[0] * 2, cell[1] * 2, 0}, size[3] = {1, 1, 1};
-    EXPECT_EQ(set.read<uint16_t>(origin, size, 2).at(0, 0, 0), cell[3]) << cell[0] << "," << cell[1];
+    EXPECT_EQ(set.read<uint16_t>(2, nullptr, {cell[0] * 2, cell[1] * 2, 0}, {1, 1, 1}).at(0, 0, 0), cell[3])
+        << cell[0] << "," << cell[1];
   }
 }
 
