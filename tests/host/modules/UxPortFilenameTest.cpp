@@ -96,14 +96,6 @@ TEST_F(PortFilenameTest, SettingFromCodeReplacesTheListAndRecognisesAgain) {
   const char* two[] = {"a.raw", "b.raw"};
   module.output.setFilenames(two, 2);
   EXPECT_EQ(module.output.getNum(), 1) << "a single-name port keeps the first";
-  module.inputs.registerFileType("Raw Data", "raw", 0);
-  module.inputs.registerFileType("PNG", "png", 0);
-  ASSERT_EQ(module.inputs.numFileTypes(), 2);
-  EXPECT_STREQ(module.inputs.fileTypeLabel(1), "PNG");
-  EXPECT_STREQ(module.inputs.fileTypeExtension(0), "raw");
-  EXPECT_STREQ(module.inputs.fileTypeLabel(2), "");
-  module.inputs.clearFileTypes();
-  EXPECT_EQ(module.inputs.numFileTypes(), 0);
 }
 
 TEST_F(PortFilenameTest, BrowseTakesTheQueuedFileAnswerOrKeepsTheNamesWhenCancelled) {
