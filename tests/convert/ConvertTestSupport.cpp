@@ -1,73 +1,182 @@
 #include "ConvertTestSupport.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <cstdlib>
 #include <filesystem>
+#include <sstream>
+
+#include "host/codecs/SoDataCompressors.h"
+#include "host/console/UxWorkArea.h"
+#include "host/dialogs/UxQuestionAnswerer.h"
+#include "host/formats/UxBrixConverter.h"
+#include "host/formats/UxFileFormat.h"
+#include "host/mesh/KorinMesh.h"
+#include "host/objects/UxObjectPool.h"
+#include "host/packages/UxResource.h"
 
 namespace convert_test {
 
 namespace {
 
-struct ReadWatch {
-  BlockFileIO saved;
-  std::string path;
-  int fd = -1;
-  int64_t position = 0;
-  std::vector<ReadRecorder::Read>* reads = nullptr;
+// What the whole converter test program shares: one offscreen application (the
+// double-to-float question is Qt's own message box), the host's watcher that
+// answers such boxes, the codecs the compression menu lists, and the reader
+// the package registers for its description files.
+class ConvertEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    setenv("QT_LOGGING_RULES", "default.warning=false", 1);
+    const char* base = std::getenv("TMPDIR");
+    std::string pattern = std::string(base && *base ? base : "/tmp") + "/uxdd-convert-runtime-XXXXXX";
+    if (char* made = mkdtemp(&pattern[0])) {
+      chmod(made, 0700);
+      runtimeDir = made;
+      setenv("XDG_RUNTIME_DIR", made, 1);
+    }
+    static int argc = 1;
+    static char name[] = "test_convert";
+    static char* argv[] = {name, nullptr};
+    application = new QApplication(argc, argv);
+    UxQuestionAnswerer::install();
+    initDataCompressors();
+    // As the package's resource file does when the host loads it.
+    UxResource::registerReader("UxDiskData", &UxDiskData::readKorinMesh);
+    // Progress as console lines whether or not the run has a terminal.
+    UxWorkArea::getTheWorkArea()->setDisplay(UxWorkArea::PLAIN);
+  }
+  void TearDown() override {
+    UxResource::registerReader("UxDiskData", nullptr);
+    delete application;
+    application = nullptr;
+    std::error_code ignored;
+    if (!runtimeDir.empty()) std::filesystem::remove_all(runtimeDir, ignored);
+  }
+
+ private:
+  QApplication* application = nullptr;
+  std::string runtimeDir;
 };
-ReadWatch* watch = nullptr;
 
-int watchedOpen(const char* path, int flags, int mode) {
-  const int fd = watch->saved.open(path, flags, mode);
-  if (fd >= 0 && watch->path == path) {
-    watch->fd = fd;
-    watch->position = 0;
+::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new ConvertEnvironment);
+
+}  // namespace
+
+StoredSet::StoredSet(const std::string& description) {
+  KorinMesh* mesh = KorinMesh::read(description.c_str());
+  if (!mesh) return;
+  UxObjectPool* pool = UxObjectPool::getThePool();
+  const unsigned long before = pool->getAdditionCount();
+  if (UxDiskData::readKorinMesh(mesh, description.c_str()) && pool->getAdditionCount() != before)
+    data = dynamic_cast<UxDiskData*>(pool->getNewest());
+  delete mesh;
+}
+
+StoredSet::~StoredSet() {
+  if (data) UxObjectPool::getThePool()->remove(data);
+}
+
+std::vector<int> StoredSet::dims() const {
+  int d[3] = {-1, -1, -1};
+  data->getDims(d);
+  return {d[0], d[1], d[2]};
+}
+
+std::vector<float> StoredSet::box() const {
+  float b[6];
+  data->getBoundingBox(b);
+  return std::vector<float>(b, b + 6);
+}
+
+int StoredSet::readInto(void* buffer, const int* origin, const int* size, int subsampling) {
+  UxExternalData::BlockRequest request;
+  request.data = buffer;
+  for (int a = 0; a < 3; ++a) {
+    request.origin[a] = request.bufferOrigin[a] = origin[a];
+    request.size[a] = request.bufferSize[a] = size[a];
+    request.subsampling[a] = subsampling;
   }
-  return fd;
+  return data->getBlock(&request);
 }
 
-int64_t watchedSeek(int fd, int64_t offset) {
-  const int64_t at = watch->saved.seek(fd, offset);
-  if (fd == watch->fd) watch->position = at;
-  return at;
-}
-
-int64_t watchedRead(int fd, void* data, int64_t n) {
-  const int64_t got = watch->saved.read(fd, data, n);
-  if (fd == watch->fd) {
-    watch->reads->push_back({watch->position, n});
-    if (got > 0) watch->position += got;
+TiledFormats::TiledFormats(const Words& labels, bool convertible) : labels(labels) {
+  for (const std::string& label : labels) {
+    UxFileFormat* format = UxFileFormat::getFileFormatByLabel(label.c_str());
+    before.push_back(format && format->ldaConvertible);
+    UxFileFormat::setLdaConvertible(label.c_str(), convertible);
   }
-  return got;
 }
 
-int watchedClose(int fd) {
-  if (fd == watch->fd) watch->fd = -1;
-  return watch->saved.close(fd);
+TiledFormats::~TiledFormats() {
+  for (size_t i = 0; i < labels.size(); ++i) UxFileFormat::setLdaConvertible(labels[i].c_str(), before[i]);
+}
+
+namespace {
+
+int tiledAnswer = 1;
+
+int record(const TbDArray<const char*>& files, const TbFilename& output, const TbBox3f& box, const TbVec3i& dims,
+           const TbPrimType& primType, bool littleEndian, int convertMethod, int headerBytes, bool doubleToFloat,
+           bool isRaw, int tileSize, int borderSize, int samplingType, const char* compressor) {
+  TiledDouble::Call call;
+  for (int i = 0; i < files.size(); ++i) call.files.push_back(files[i] ? files[i] : "(null)");
+  call.output = output.getString();
+  std::ostringstream description;
+  description << "box";
+  for (int i = 0; i < 6; ++i) description << ' ' << box[i];
+  description << " dims " << dims[0] << ' ' << dims[1] << ' ' << dims[2] << " type " << primType.name()
+              << (littleEndian ? " little" : " big") << " method " << convertMethod << " header " << headerBytes
+              << (doubleToFloat ? " toFloat" : "") << (isRaw ? " raw" : " images");
+  call.description = description.str();
+  call.options = "tile " + std::to_string(tileSize) + " border " + std::to_string(borderSize) + " sampling " +
+                 std::to_string(samplingType) + " compressor " + (compressor ? compressor : "(null)");
+  TiledDouble::calls().push_back(call);
+  return tiledAnswer;
 }
 
 }  // namespace
 
-std::set<std::string> filesIn(const std::string& folder) {
-  std::set<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) names.insert(entry.path().string());
-  return names;
+TiledDouble::TiledDouble(int answer, const Words& labels) : formats(labels, true) {
+  calls().clear();
+  tiledAnswer = answer;
+  UxBrixConverter::setImplementation(record);
 }
 
-ReadRecorder::ReadRecorder(const std::string& path) {
-  watch = new ReadWatch;
-  watch->saved = BlockFileIO::current();
-  watch->path = path;
-  watch->reads = &reads;
-  BlockFileIO& table = BlockFileIO::current();
-  table.open = watchedOpen;
-  table.seek = watchedSeek;
-  table.read = watchedRead;
-  table.close = watchedClose;
+TiledDouble::~TiledDouble() {
+  UxBrixConverter::setImplementation(nullptr);
+  calls().clear();
 }
 
-ReadRecorder::~ReadRecorder() {
-  BlockFileIO::current() = watch->saved;
-  delete watch;
-  watch = nullptr;
+std::vector<TiledDouble::Call>& TiledDouble::calls() {
+  static std::vector<Call> made;
+  return made;
+}
+
+namespace {
+
+bool endsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// "TEXT ...", "TEXT: 25%" and "TEXT: done", as the work area shows a task.
+bool isProgressLine(const std::string& line) {
+  if (endsWith(line, " ...") || endsWith(line, ": done")) return true;
+  const size_t colon = line.rfind(": ");
+  if (colon == std::string::npos || !endsWith(line, "%")) return false;
+  const std::string number = line.substr(colon + 2, line.size() - colon - 3);
+  return !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
+}
+
+}  // namespace
+
+Lines withoutProgress(const Lines& lines) {
+  Lines kept;
+  for (const std::string& line : lines)
+    if (!isProgressLine(line)) kept.push_back(line);
+  return kept;
 }
 
 }  // namespace convert_test

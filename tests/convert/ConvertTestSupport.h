@@ -1,32 +1,32 @@
 #pragma once
-// Helpers shared by the converter's tests: the module's command run through a
-// real Tcl interpreter, raw and KorinMesh inputs written to disk, the stored
-// disk-data set opened again and compared with the input at level 0 and at
-// subsampling 2, and a recording stand-in for the host's tiled converter.
+// Helpers shared by the converter's tests: one fixture with the module, its
+// command through a real Tcl interpreter and the console; raw inputs written
+// to disk; the stored disk-data set opened again and compared with the input
+// at level 0 and at subsampling 2; and a recording stand-in for the host's
+// tiled converter.
 #include <gtest/gtest.h>
 #include <tcl.h>
 
 #include <cstdint>
 #include <cstring>
-#include <fstream>
-#include <ostream>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <type_traits>
 #include <vector>
 
-#include "blockstore/BlockFileIO.h"
 #include "convert/UxConvertToDiskData.h"
 #include "diskdata/UxDiskData.h"
-#include "host/mesh/KorinMesh.h"
 #include "host/base/TbPrimType.h"
-#include "host/formats/UxBrixConverter.h"
-#include "host/formats/UxFileFormat.h"
-#include "host/objects/UxObjectPool.h"
+#include "support/ConsoleCapture.h"
 #include "support/ObjectCommandRunner.h"
 #include "support/ReferenceVolume.h"
+#include "support/TempDir.h"
 
 namespace convert_test {
+
+using Lines = std::vector<std::string>;
+using Words = std::vector<std::string>;
 
 template <class T>
 TbPrimType primTypeOf();
@@ -54,151 +54,75 @@ ReferenceVolume<T> testVolume(int x, int y, int z, int nc = 1) {
   return volume;
 }
 
-inline void swapElement(unsigned char* p, int size) {
-  for (int i = 0; i < size / 2; ++i) std::swap(p[i], p[size - 1 - i]);
-}
-
 // `count` of the volume's values from `first` on, as bytes of the given order.
 template <class T>
-std::string rawBytes(const ReferenceVolume<T>& volume, bool bigEndian, size_t first = 0,
-                     size_t count = size_t(-1)) {
+std::string rawBytes(const ReferenceVolume<T>& volume, bool bigEndian, size_t first = 0, size_t count = size_t(-1)) {
   if (count == size_t(-1)) count = volume.values.size() - first;
   std::string bytes(count * sizeof(T), '\0');
   std::memcpy(&bytes[0], volume.values.data() + first, bytes.size());
-  if (bigEndian)
-    for (size_t i = 0; i < count; ++i)
-      swapElement(reinterpret_cast<unsigned char*>(&bytes[i * sizeof(T)]), sizeof(T));
+  for (size_t at = 0; bigEndian && at < bytes.size(); at += sizeof(T))
+    for (size_t i = 0; i < sizeof(T) / 2; ++i) std::swap(bytes[at + i], bytes[at + sizeof(T) - 1 - i]);
   return bytes;
 }
 
 // The whole volume in one file, after `header` bytes of 0x5A.
 template <class T>
-void writeRaw(const std::string& path, const ReferenceVolume<T>& volume, int header = 0,
-              bool bigEndian = false) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  const std::string head(static_cast<size_t>(header), '\x5A');
-  const std::string body = rawBytes(volume, bigEndian);
-  out.write(head.data(), static_cast<std::streamsize>(head.size()));
-  out.write(body.data(), static_cast<std::streamsize>(body.size()));
+void writeRaw(const std::string& path, const ReferenceVolume<T>& volume, int header = 0, bool bigEndian = false) {
+  writeWholeFile(path, std::string(static_cast<size_t>(header), '\x5A') + rawBytes(volume, bigEndian));
 }
 
-// One file per z slice, named base0.raw, base1.raw, ...; the names in order.
+// One file per z slice, each after its header, named base0.raw, base1.raw, ...; the names in order.
 template <class T>
-std::vector<std::string> writeRawSlices(const std::string& base, const ReferenceVolume<T>& volume,
-                                        int header = 0, bool bigEndian = false) {
-  std::vector<std::string> names;
+Words writeRawSlices(const std::string& base, const ReferenceVolume<T>& volume, int header = 0, bool bigEndian = false) {
+  Words names;
   const size_t slice = static_cast<size_t>(volume.nx) * volume.ny * volume.nc;
   for (int z = 0; z < volume.nz; ++z) {
     names.push_back(base + std::to_string(z) + ".raw");
-    std::ofstream out(names.back(), std::ios::binary | std::ios::trunc);
-    const std::string head(static_cast<size_t>(header), '\x5A');
-    const std::string body = rawBytes(volume, bigEndian, z * slice, slice);
-    out.write(head.data(), static_cast<std::streamsize>(head.size()));
-    out.write(body.data(), static_cast<std::streamsize>(body.size()));
+    writeWholeFile(names.back(), std::string(static_cast<size_t>(header), '\x5A') +
+                                     rawBytes(volume, bigEndian, z * slice, slice));
   }
   return names;
 }
 
-// The 19 description words of a raw conversion, then the files.
-inline std::vector<std::string> rawWords(int x, int y, int z, const char* ptype, int nDataVar,
-                                         int header, const char* endianess,
-                                         const std::vector<std::string>& files,
-                                         const char* box = "0 1 0 2 0 3") {
-  std::vector<std::string> words = {"-dims", std::to_string(x), std::to_string(y), std::to_string(z),
-                                    "-ptype", ptype, "-ndatavar", std::to_string(nDataVar),
-                                    "-header", std::to_string(header), "-endianess", endianess, "-bbox"};
-  std::string b = box;
-  for (size_t start = 0; start < b.size();) {
-    size_t end = b.find(' ', start);
-    if (end == std::string::npos) end = b.size();
-    words.push_back(b.substr(start, end - start));
-    start = end + 1;
-  }
-  words.insert(words.end(), files.begin(), files.end());
-  return words;
-}
-
-inline std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+inline Words operator+(Words a, const Words& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
 
-// The module's Tcl command, as the shell would call it: argv[0] the module's
-// name, then the words given.
-struct CommandResult {
-  int code;
-  std::string result;
-};
-
-class Interpreter : public ObjectCommandRunner {
- public:
-  CommandResult run(UxObject& object, const std::vector<std::string>& words) {
-    const int code = ObjectCommandRunner::run(object, std::vector<std::string>{"converter"} + words);
-    return {code, result()};
-  }
-  // The module's convertToDiskData command with these words after it.
-  CommandResult convert(UxObject& object, const std::vector<std::string>& words) {
-    return run(object, std::vector<std::string>{"convertToDiskData"} + words);
-  }
-};
+// The 19 description words of a raw conversion, then the files.
+inline Words rawWords(int x, int y, int z, const char* ptype, int nDataVar, int header, const char* endianess,
+                      const Words& files, const Words& box = {"0", "1", "0", "2", "0", "3"}) {
+  return Words{"-dims", std::to_string(x), std::to_string(y), std::to_string(z), "-ptype", ptype, "-ndatavar",
+               std::to_string(nDataVar), "-header", std::to_string(header), "-endianess", endianess, "-bbox"} +
+         box + files;
+}
 
 // A disk-data set opened again from its description file, the way the host
 // reads it; it leaves the object pool with this object.
 class StoredSet {
  public:
-  explicit StoredSet(const std::string& description) {
-    KorinMesh* mesh = KorinMesh::read(description.c_str());
-    if (!mesh) return;
-    UxObjectPool* pool = UxObjectPool::getThePool();
-    const unsigned long before = pool->getAdditionCount();
-    if (UxDiskData::readKorinMesh(mesh, description.c_str()) && pool->getAdditionCount() != before)
-      data = dynamic_cast<UxDiskData*>(pool->getNewest());
-    delete mesh;
-  }
-  // One the host has already put in the object pool.
-  explicit StoredSet(UxDiskData* inPool) : data(inPool) {}
-  ~StoredSet() {
-    if (data) UxObjectPool::getThePool()->remove(data);
-  }
+  explicit StoredSet(const std::string& description);
+  explicit StoredSet(UxDiskData* inPool) : data(inPool) {}  // one the host already pooled
+  ~StoredSet();
   StoredSet(const StoredSet&) = delete;
   StoredSet& operator=(const StoredSet&) = delete;
 
   explicit operator bool() const { return data != nullptr; }
-  std::vector<int> dims() const {
-    int d[3] = {-1, -1, -1};
-    data->getDims(d);
-    return {d[0], d[1], d[2]};
-  }
-  std::vector<float> box() const {
-    float b[6];
-    data->getBoundingBox(b);
-    return std::vector<float>(b, b + 6);
-  }
-
-  // The box of `size` samples (counted at the subsampling) from level-0 `origin`.
+  std::vector<int> dims() const;
+  std::vector<float> box() const;
+  int readInto(void* buffer, const int* origin, const int* size, int subsampling);
+  // The box of `size` samples (counted at the subsampling) from level-0
+  // `origin`, by default the whole set; samples not delivered read 77.
   template <class T>
-  ReferenceVolume<T> read(const int* origin, const int* size, int subsampling, int* status = nullptr) {
+  ReferenceVolume<T> read(int subsampling, int* status = nullptr, std::vector<int> origin = {0, 0, 0},
+                          std::vector<int> size = {}) {
+    if (size.empty())
+      for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
     ReferenceVolume<T> box(size[0], size[1], size[2], data->getNDataVar());
     for (T& v : box.values) v = T(77);
-    UxExternalData::BlockRequest request;
-    request.data = box.values.data();
-    for (int a = 0; a < 3; ++a) {
-      request.origin[a] = request.bufferOrigin[a] = origin[a];
-      request.size[a] = request.bufferSize[a] = size[a];
-      request.subsampling[a] = subsampling;
-    }
-    const int done = data->getBlock(&request);
+    const int done = readInto(box.values.data(), origin.data(), size.data(), subsampling);
     if (status) *status = done;
     return box;
-  }
-  template <class T>
-  ReferenceVolume<T> readAll(int subsampling, int* status = nullptr) {
-    const int origin[3] = {0, 0, 0};
-    int d[3];
-    data->getDims(d);
-    const int size[3] = {(d[0] + subsampling - 1) / subsampling, (d[1] + subsampling - 1) / subsampling,
-                         (d[2] + subsampling - 1) / subsampling};
-    return read<T>(origin, size, subsampling, status);
   }
 
   UxDiskData* data = nullptr;
@@ -207,20 +131,18 @@ class StoredSet {
 template <class T>
 ::testing::AssertionResult sameSamples(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want) {
   if (got.nx != want.nx || got.ny != want.ny || got.nz != want.nz || got.nc != want.nc)
-    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x"
-                                         << got.nc << ", wanted " << want.nx << "x" << want.ny << "x"
-                                         << want.nz << "x" << want.nc;
-  for (size_t i = 0; i < want.values.size(); ++i) {
+    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x" << got.nc
+                                         << ", wanted " << want.nx << "x" << want.ny << "x" << want.nz << "x"
+                                         << want.nc;
+  for (size_t i = 0; i < want.values.size(); ++i)
     if (!(got.values[i] == want.values[i]))
-      return ::testing::AssertionFailure()
-             << "sample " << i / want.nc << " component " << i % want.nc << ": "
-             << +got.values[i] << ", wanted " << +want.values[i];
-  }
+      return ::testing::AssertionFailure() << "sample " << i / want.nc << " component " << i % want.nc << ": "
+                                           << +got.values[i] << ", wanted " << +want.values[i];
   return ::testing::AssertionSuccess();
 }
 
-// The set at `description` holds `input`: type, shape, box, every sample at
-// level 0 and the 2x2x2 means at subsampling 2.
+// The set holds `input`: type, shape, box, every sample at level 0 and the
+// 2x2x2 means at subsampling 2.
 template <class T>
 void expectHolds(StoredSet& set, const ReferenceVolume<T>& input, const std::vector<float>& box = {0, 1, 0, 2, 0, 3}) {
   ASSERT_TRUE(set) << "no disk data";
@@ -229,16 +151,12 @@ void expectHolds(StoredSet& set, const ReferenceVolume<T>& input, const std::vec
   ASSERT_EQ(set.dims(), (std::vector<int>{input.nx, input.ny, input.nz}));
   EXPECT_EQ(set.box(), box);
   int status = 0;
-  const ReferenceVolume<T> level0 = set.readAll<T>(1, &status);
+  EXPECT_TRUE(sameSamples(set.read<T>(1, &status), input)) << "level 0";
   EXPECT_EQ(status, 1);
-  EXPECT_TRUE(sameSamples(level0, input)) << "level 0";
-  const ReferenceVolume<T> level1 = set.readAll<T>(2, &status);
+  EXPECT_TRUE(sameSamples(set.read<T>(2, &status), input.reduced(2, 2, 2))) << "subsampling 2";
   EXPECT_EQ(status, 1);
-  EXPECT_TRUE(sameSamples(level1, input.reduced(2, 2, 2))) << "subsampling 2";
 }
 
-// The set at `description` holds `input`: type, shape, box, every sample at
-// level 0 and the 2x2x2 means at subsampling 2.
 template <class T>
 void expectStored(const std::string& description, const ReferenceVolume<T>& input,
                   const std::vector<float>& box = {0, 1, 0, 2, 0, 3}) {
@@ -247,111 +165,87 @@ void expectStored(const std::string& description, const ReferenceVolume<T>& inpu
   expectHolds(set, input, box);
 }
 
-// Stands in for the host's tiled converter: records every call and answers
-// with `result`. Installed for the lifetime of the object, together with the
-// formats it makes convertible; both are put back afterwards.
-class TiledDouble {
+// Sets whether the host's tiled converter takes the formats of these labels,
+// for the lifetime of the object; the earlier settings come back afterwards.
+class TiledFormats {
  public:
-  struct Call {
-    std::vector<std::string> files;
-    std::string output;
-    float box[6];
-    int dims[3];
-    int primType;
-    bool littleEndian;
-    int convertMethod;
-    int headerBytes;
-    bool doubleToFloat;
-    bool isRaw;
-    int tileSize;
-    int borderSize;
-    int samplingType;
-    bool compressorNull;
-    std::string compressor;
-  };
-
-  explicit TiledDouble(int answer, std::vector<std::string> labels = {"Raw Data"}) : formats(std::move(labels)) {
-    calls().clear();
-    result() = answer;
-    UxBrixConverter::setImplementation(record);
-    for (const std::string& label : formats) {
-      UxFileFormat* format = UxFileFormat::getFileFormatByLabel(label.c_str());
-      before.push_back(format && format->ldaConvertible);
-      UxFileFormat::setLdaConvertible(label.c_str(), true);
-    }
-  }
-  ~TiledDouble() {
-    UxBrixConverter::setImplementation(nullptr);
-    for (size_t i = 0; i < formats.size(); ++i) UxFileFormat::setLdaConvertible(formats[i].c_str(), before[i]);
-    calls().clear();
-  }
-  TiledDouble(const TiledDouble&) = delete;
-  TiledDouble& operator=(const TiledDouble&) = delete;
-
-  static std::vector<Call>& calls() {
-    static std::vector<Call> made;
-    return made;
-  }
-  static int& result() {
-    static int answer = 1;
-    return answer;
-  }
+  TiledFormats(const Words& labels, bool convertible);
+  ~TiledFormats();
+  TiledFormats(const TiledFormats&) = delete;
+  TiledFormats& operator=(const TiledFormats&) = delete;
 
  private:
-  static int record(const TbDArray<const char*>& files, const TbFilename& output, const TbBox3f& box,
-                    const TbVec3i& dims, const TbPrimType& primType, bool littleEndian, int convertMethod,
-                    int headerBytes, bool doubleToFloat, bool isRaw, int tileSize, int borderSize,
-                    int samplingType, const char* compressor) {
-    Call c;
-    for (int i = 0; i < files.size(); ++i) c.files.push_back(files[i] ? files[i] : "(null)");
-    c.output = output.getString();
-    for (int i = 0; i < 6; ++i) c.box[i] = box[i];
-    for (int i = 0; i < 3; ++i) c.dims[i] = dims[i];
-    c.primType = primType;
-    c.littleEndian = littleEndian;
-    c.convertMethod = convertMethod;
-    c.headerBytes = headerBytes;
-    c.doubleToFloat = doubleToFloat;
-    c.isRaw = isRaw;
-    c.tileSize = tileSize;
-    c.borderSize = borderSize;
-    c.samplingType = samplingType;
-    c.compressorNull = compressor == nullptr;
-    c.compressor = compressor ? compressor : "";
-    calls().push_back(c);
-    return result();
-  }
-
-  std::vector<std::string> formats;
+  Words labels;
   std::vector<bool> before;
 };
 
-// Records the reads of one file made through the file seam of the block store
-// and the raw readers, while the object lives (one at a time).
-class ReadRecorder {
+// Stands in for the host's tiled converter: records every call and answers
+// with `answer`, for the lifetime of the object, making the formats of
+// `labels` convertible meanwhile.
+class TiledDouble {
  public:
-  explicit ReadRecorder(const std::string& path);
-  ~ReadRecorder();
-  ReadRecorder(const ReadRecorder&) = delete;
-  ReadRecorder& operator=(const ReadRecorder&) = delete;
-
-  struct Read {
-    int64_t offset;
-    int64_t bytes;
-    bool operator==(const Read& o) const { return offset == o.offset && bytes == o.bytes; }
+  struct Call {
+    Words files;
+    std::string output;
+    std::string description;  // "box B1 .. B6 dims X Y Z type T little|big method M header H [toFloat] raw|images"
+    std::string options;      // "tile T border B sampling S compressor NAME|(null)"
   };
-  std::vector<Read> reads;
+  explicit TiledDouble(int answer, const Words& labels = {"Raw Data"});
+  ~TiledDouble();
+  TiledDouble(const TiledDouble&) = delete;
+  TiledDouble& operator=(const TiledDouble&) = delete;
+
+  static std::vector<Call>& calls();
+
+ private:
+  TiledFormats formats;
 };
 
-inline std::ostream& operator<<(std::ostream& out, const ReadRecorder::Read& r) {
-  return out << r.bytes << " bytes at " << r.offset;
-}
-
-// Every file in the folder, by full path.
-std::set<std::string> filesIn(const std::string& folder);
-
 // The lines the console showed, without the progress lines of the work area.
-bool isProgressLine(const std::string& line);
-std::vector<std::string> withoutProgress(const std::vector<std::string>& lines);
+Lines withoutProgress(const Lines& lines);
+
+struct CommandResult {
+  int code;
+  std::string result;
+};
+
+// A converter module in a temporary folder, its command run as the shell
+// would (argv[0] the module's name), and the console.
+class ConvertTest : public ::testing::Test {
+ protected:
+  CommandResult run(const Words& words) {
+    const int code = tcl.run(module, Words{"converter"} + words);
+    return {code, tcl.result()};
+  }
+  // The module's convertToDiskData command with these words after it.
+  CommandResult convert(const Words& words) { return run(Words{"convertToDiskData"} + words); }
+  // A conversion from the ports, as the module's button runs it: the files as
+  // the inputs, `out` in the folder as the output, `answer` queued for `dialog`.
+  int convertFromPorts(const Words& files, const std::string& out = "vol", int dialog = UxBatchAnswers::RAW,
+                       const Words& answer = {}) {
+    std::vector<const char*> names;
+    for (const std::string& name : files) names.push_back(name.c_str());
+    module.inputs.setFilenames(names.data(), static_cast<int>(names.size()));
+    module.output.setFilename(dir.file(out).c_str());
+    if (!answer.empty()) UxBatchAnswers::push(dialog, answer);
+    return module.convertToDiskData(0, nullptr);
+  }
+  Lines messages() const { return withoutProgress(console.lines); }
+  // The files in the folder that are not among `inputs`.
+  std::set<std::string> madeFiles(const Words& inputs = {}) const {
+    std::set<std::string> made;
+    for (const auto& entry : std::filesystem::directory_iterator(dir.path())) made.insert(entry.path().string());
+    for (const std::string& input : inputs) made.erase(input);
+    return made;
+  }
+
+  // Only the formats a test's TiledDouble names go to the tiled converter;
+  // every other conversion here makes disk data.
+  TiledFormats diskDataPath{{"Raw Data", "PNG", "TIFF", "JPEG", "BMP"}, false};
+  TempDir dir;
+  UxConvertToDiskData module;
+  ObjectCommandRunner tcl;
+  ConsoleCapture console;
+};
 
 }  // namespace convert_test

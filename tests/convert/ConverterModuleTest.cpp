@@ -4,138 +4,115 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ConvertTestSupport.h"
-#include "host/types/TbTypeInfo.h"
 #include "host/objects/UxObjectPool.h"
-#include "support/ConsoleCapture.h"
-#include "support/TempDir.h"
+#include "host/types/TbTypeInfo.h"
 
 namespace {
 
 using namespace convert_test;
 
-class ConverterModule : public ::testing::Test {
+class ConverterModule : public ConvertTest {
  protected:
-  std::vector<std::string> labels(const UxPortMultiMenu& menu) const {
-    std::vector<std::string> all;
-    for (int i = 0; i < menu.getNum(0); ++i) all.push_back(menu.getLabel(0, i));
-    return all;
-  }
-  std::vector<std::string> outputTypes() const {
-    std::vector<std::string> types;
+  std::string outputTypes() const {
+    std::string types;
     for (int i = 0; i < module.output.numFileTypes(); ++i)
-      types.push_back(std::string(module.output.fileTypeLabel(i)) + "/" + module.output.fileTypeExtension(i));
+      types += std::string(module.output.fileTypeLabel(i)) + "/" + module.output.fileTypeExtension(i) + ";";
     return types;
   }
-  // The output name as the user sets it (marked new), then the module runs.
-  std::string afterSettingOutput(const std::string& name) {
-    EXPECT_EQ(tcl.run(module, {"output", "setValue", name}).code, TCL_OK);
-    EXPECT_TRUE(module.output.hasNewValue());
-    module.fire();
-    return module.output.getFilename();
-  }
-
-  TempDir dir;
-  UxConvertToDiskData module;
-  Interpreter tcl;
-  ConsoleCapture console;
 };
 
+// A new module as a script reads it.
 TEST_F(ConverterModule, ANewModulesPortsAndValues) {
-  EXPECT_STREQ(module.getTypeId()->getName(), "UxConvertToDiskData");
+  const struct {
+    Words command;
+    const char* result;
+  } reads[] = {{{"getPorts"}, "data inputs output tileSize borderSize compression samplingType doIt"},
+               {{"data", "isVisible"}, "0"},
+               {{"inputs", "getValue"}, ""},
+               {{"output", "getValue"}, ""},
+               {{"tileSize", "getLabels"}, "32 64 128 256"},
+               {{"tileSize", "getValue"}, "2"},
+               {{"borderSize", "getValue"}, "3"},
+               {{"compression", "getLabels"}, "None zlib zstd lz4"},
+               {{"compression", "getValue"}, "1"},
+               {{"samplingType", "getLabels"}, "Sharp Average"},
+               {{"samplingType", "getValue"}, "1"},
+               {{"doIt", "getLabel"}, "CreateDiskData"}};
+  for (const auto& r : reads) EXPECT_EQ(run(r.command).result, r.result) << r.command[0];
+  EXPECT_EQ(module.moduleFlags & UxModule::TAKES_DATA_CONNECTION, 0u);
+  EXPECT_EQ(module.output.getMode(), UxPortFilename::ANY_FILE);
+  EXPECT_EQ(outputTypes(), "Korin Large Data Access/lda;");
   std::unique_ptr<TbTypedObject> made(UxConvertToDiskData::getClassTypeId()->createInstance());
   EXPECT_NE(dynamic_cast<UxConvertToDiskData*>(made.get()), nullptr);
-
-  EXPECT_EQ(tcl.run(module, {"getPorts"}).result, "data inputs output tileSize borderSize compression samplingType doIt");
-  EXPECT_FALSE(module.portData.isVisible());
-  EXPECT_EQ(module.moduleFlags & UxModule::TAKES_DATA_CONNECTION, 0u);
-  EXPECT_EQ(module.inputs.getMode(), UxPortFilename::MULTI_FILE);
-  EXPECT_EQ(module.output.getMode(), UxPortFilename::ANY_FILE);
-  EXPECT_EQ(module.inputs.getNum(), 0);
-  EXPECT_EQ(module.output.getNum(), 0);
-
-  EXPECT_EQ(labels(module.tileSize), (std::vector<std::string>{"32", "64", "128", "256"}));
-  EXPECT_EQ(module.tileSize.getIndex(0), 2);
-  EXPECT_STREQ(module.tileSize.getLabel(0, module.tileSize.getIndex(0)), "128");
-  EXPECT_EQ(module.borderSize.getNum(), 1);
-  EXPECT_EQ(module.borderSize.getValue(0), 3);
-  EXPECT_EQ(labels(module.samplingType), (std::vector<std::string>{"Sharp", "Average"}));
-  EXPECT_EQ(module.samplingType.getIndex(0), 1);
-  EXPECT_EQ(labels(module.compression), (std::vector<std::string>{"None", "zlib", "zstd", "lz4"}));
-  EXPECT_EQ(module.compression.getIndex(0), 1);
-  EXPECT_EQ(outputTypes(), std::vector<std::string>{"Korin Large Data Access/lda"});
-  EXPECT_EQ(module.doIt.getNum(), 1);
-  EXPECT_STREQ(module.doIt.getLabel(0), "CreateDiskData");
-  EXPECT_FALSE(module.force311Format);
-  EXPECT_EQ(console.lines, std::vector<std::string>{});
+  EXPECT_EQ(console.lines, Lines{});
 }
 
+// Any number but 0 forces disk data, which the output port then offers; the
+// command takes exactly one value.
+TEST_F(ConverterModule, ForceKorin311Format) {
+  const Lines usage = {"Usage: forceKorin311Format [value]", "Supported values:", "0 = Disable (Default)",
+                       "1 = Enable"};
+  const struct {
+    Words values;
+    bool forced;
+  } cases[] = {{{"1"}, true}, {{"abc"}, false}, {{"2"}, true}, {{"0"}, false},
+               {{"-1"}, true}, {{""}, false},   {{}, false},   {{"1", "0"}, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.values.empty() ? "no value" : c.values[0] + " of " + std::to_string(c.values.size()));
+    console.lines.clear();
+    EXPECT_EQ(run(Words{"forceKorin311Format"} + c.values).code, c.values.size() == 1 ? TCL_OK : TCL_ERROR);
+    EXPECT_EQ(console.lines, c.values.size() == 1 ? Lines{} : usage);
+    EXPECT_EQ(module.force311Format, c.forced);
+    EXPECT_EQ(outputTypes(), c.forced ? "DiskData/km;" : "Korin Large Data Access/lda;");
+  }
+}
+
+// A name the user sets gets the extension of the format; a name set by code
+// is left as it is.
 TEST_F(ConverterModule, ANewOutputNameGetsTheExtensionOfTheFormat) {
-  EXPECT_EQ(afterSettingOutput("/x/name.lda"), "/x/name.lda");
-  EXPECT_EQ(afterSettingOutput("/x/name"), "/x/name.lda");
-  EXPECT_EQ(afterSettingOutput("/x/name.raw"), "/x/name.lda");
-  EXPECT_EQ(afterSettingOutput("/x.d/name"), "/x.d/name.lda");
-  EXPECT_EQ(tcl.run(module, {"forceKorin311Format", "1"}).code, TCL_OK);
-  EXPECT_EQ(afterSettingOutput("/x/name.lda"), "/x/name.km");
-  EXPECT_EQ(afterSettingOutput("/x/other"), "/x/other.km");
-  EXPECT_EQ(tcl.run(module, {"forceKorin311Format", "0"}).code, TCL_OK);
-  EXPECT_EQ(afterSettingOutput("/x/name.km"), "/x/name.lda");
-  EXPECT_EQ(afterSettingOutput(""), "");
+  const struct {
+    const char* forced;
+    const char* given;
+    const char* named;
+  } cases[] = {{"0", "/x/name.lda", "/x/name.lda"}, {"0", "/x/name", "/x/name.lda"},
+               {"0", "/x/name.raw", "/x/name.lda"}, {"0", "/x.d/name", "/x.d/name.lda"},
+               {"1", "/x/name.lda", "/x/name.km"},  {"1", "/x/other", "/x/other.km"},
+               {"0", "/x/name.km", "/x/name.lda"},  {"0", "", ""}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(run({"forceKorin311Format", c.forced}).code, TCL_OK);
+    ASSERT_EQ(run({"output", "setValue", c.given}).code, TCL_OK);
+    module.fire();
+    EXPECT_STREQ(module.output.getFilename(), c.named) << c.given;
+  }
   EXPECT_EQ(module.output.getNum(), 0);
-  // A name set without the new-value mark is left as it is.
   module.output.setFilename("/x/kept.raw");
   module.fire();
   EXPECT_STREQ(module.output.getFilename(), "/x/kept.raw");
-  EXPECT_EQ(console.lines, std::vector<std::string>{});
 }
 
-TEST_F(ConverterModule, ForceKorin311FormatNeedsExactlyOneValue) {
-  const std::vector<std::string> usage = {"Usage: forceKorin311Format [value]", "Supported values:",
-                                          "0 = Disable (Default)", "1 = Enable"};
-  EXPECT_EQ(tcl.run(module, {"forceKorin311Format"}).code, TCL_ERROR);
-  EXPECT_EQ(console.lines, usage);
-  console.lines.clear();
-  EXPECT_EQ(tcl.run(module, {"forceKorin311Format", "1", "0"}).code, TCL_ERROR);
-  EXPECT_EQ(console.lines, usage);
-  EXPECT_FALSE(module.force311Format);
-  EXPECT_EQ(outputTypes(), std::vector<std::string>{"Korin Large Data Access/lda"});
-}
-
-TEST_F(ConverterModule, ForceKorin311FormatTakesAnyNonZeroNumberAsOn) {
-  const struct {
-    const char* value;
-    bool forced;
-  } cases[] = {{"1", true}, {"abc", false}, {"2", true}, {"0", false}, {"-1", true}, {"", false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.value);
-    const CommandResult done = tcl.run(module, {"forceKorin311Format", c.value});
-    EXPECT_EQ(done.code, TCL_OK);
-    EXPECT_EQ(module.force311Format, c.forced);
-    EXPECT_EQ(outputTypes(), std::vector<std::string>{c.forced ? "DiskData/km" : "Korin Large Data Access/lda"});
-  }
-  EXPECT_EQ(console.lines, std::vector<std::string>{});
-}
-
-// ---------------------------------------------------------------------------
 // The button: a conversion from the ports, and the result in the object pool.
+
+const Words kDescription = {"-dims", "12", "10", "7", "-ptype", "uint16", "-header", "12", "-endianess", "big",
+                            "-bbox", "0", "1", "0", "2", "0", "3"};
 
 class ConverterButton : public ConverterModule {
  protected:
   void SetUp() override {
-    writeRaw(input, volume, 0, true);
+    writeRaw(input, volume, 12, true);
     module.inputs.setFilename(input.c_str());
     module.output.setFilename(dir.file("vol").c_str());
   }
-  void pushDescription() {
-    UxBatchAnswers::push(UxBatchAnswers::RAW, {"-dims", "12", "10", "7", "-ptype", "uint16", "-endianess", "big",
-                                               "-bbox", "0", "1", "0", "2", "0", "3"});
-  }
-  void press() {
-    EXPECT_EQ(tcl.run(module, {"doIt", "hit", "0"}).code, TCL_OK);
-    EXPECT_EQ(tcl.run(module, {"fire"}).code, TCL_OK);
+  // Presses the button and runs the module; how many objects the pool gained.
+  unsigned long press() {
+    const unsigned long before = pool->getAdditionCount();
+    EXPECT_EQ(run({"doIt", "hit", "0"}).code, TCL_OK);
+    EXPECT_EQ(run({"fire"}).code, TCL_OK);
+    return pool->getAdditionCount() - before;
   }
 
   UxObjectPool* pool = UxObjectPool::getThePool();
@@ -144,90 +121,54 @@ class ConverterButton : public ConverterModule {
 };
 
 TEST_F(ConverterButton, ConvertsFromThePortsAndLoadsTheResult) {
-  pushDescription();
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  ASSERT_EQ(pool->getAdditionCount(), before + 1);
-  auto* loaded = dynamic_cast<UxDiskData*>(pool->getNewest());
-  ASSERT_NE(loaded, nullptr);
-  EXPECT_STREQ(pool->nameOf(loaded), "vol.lda");
-  EXPECT_STREQ(module.output.getFilename(), dir.file("vol.lda").c_str());
-  StoredSet set(loaded);
-  expectHolds(set, volume);
-  EXPECT_FALSE(module.doIt.wasHit(0));
-}
-
-TEST_F(ConverterButton, WithDiskDataForcedTheKmFileIsLoaded) {
-  EXPECT_EQ(tcl.run(module, {"forceKorin311Format", "1"}).code, TCL_OK);
-  pushDescription();
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  ASSERT_EQ(pool->getAdditionCount(), before + 1);
-  auto* loaded = dynamic_cast<UxDiskData*>(pool->getNewest());
-  ASSERT_NE(loaded, nullptr);
-  EXPECT_STREQ(pool->nameOf(loaded), "vol.km");
-  StoredSet set(loaded);
-  expectHolds(set, volume);
-}
-
-TEST_F(ConverterButton, AFailedConversionLoadsNothing) {
-  UxBatchAnswers::push(UxBatchAnswers::RAW, {"cancel"});
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  EXPECT_EQ(pool->getAdditionCount(), before);
-  EXPECT_EQ(withoutProgress(console.lines),
-            (std::vector<std::string>{"raw data dialog: 1 file, 1680 bytes", "answer: cancel (script)",
-                                      "Error converting files"}));
-  EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{input});
-}
-
-TEST_F(ConverterButton, ACancelledConversionLoadsNothing) {
-  const unsigned long before = pool->getAdditionCount();
-  {
-    TiledDouble tiled(-1);
-    pushDescription();
-    press();
-    EXPECT_EQ(TiledDouble::calls().size(), 1u);
+  for (const char* forced : {"0", "1"}) {
+    SCOPED_TRACE(forced);
+    ASSERT_EQ(run({"forceKorin311Format", forced}).code, TCL_OK);
+    UxBatchAnswers::push(UxBatchAnswers::RAW, kDescription);
+    ASSERT_EQ(press(), 1u);
+    auto* loaded = dynamic_cast<UxDiskData*>(pool->getNewest());
+    ASSERT_NE(loaded, nullptr);
+    const std::string name = *forced == '1' ? "vol.km" : "vol.lda";
+    EXPECT_STREQ(pool->nameOf(loaded), name.c_str());
+    EXPECT_STREQ(module.output.getFilename(), dir.file(name).c_str());
+    StoredSet set(loaded);
+    expectHolds(set, volume);
+    EXPECT_FALSE(module.doIt.wasHit(0));
   }
-  {
-    TiledDouble tiled(1);
-    UxBatchAnswers::push(UxBatchAnswers::RAW, {"cancel"});
-    press();
-    EXPECT_TRUE(TiledDouble::calls().empty());
+}
+
+// A failed, cancelled or unfinished conversion loads nothing; the button
+// loads the output for every result above 0, an unknown one included.
+TEST_F(ConverterButton, ALoadFollowsOnlyAConversionThatSucceeded) {
+  const int kNoTiled = 99;
+  const std::string dialog = "raw data dialog: 1 file, 1692 bytes", cancelled = "answer: cancel (script)",
+                    described = "answer: -dims 12 10 7 -ptype uint16 -ndatavar 1 -header 12 -endianess big "
+                                "-bbox 0 1 0 2 0 3 (script)";
+  const struct {
+    int tiled;
+    bool cancel;
+    const char* output;
+    const char* inputs;
+    Lines messages;
+  } cases[] = {{kNoTiled, true, "vol", "vol.raw", {dialog, cancelled, "Error converting files"}},
+               {-1, false, "vol", "vol.raw", {dialog, described, "Conversion canceled"}},
+               {1, true, "vol", "vol.raw", {dialog, cancelled}},
+               {5, false, "vol", "vol.raw", {dialog, described, "Unknown Error", "load: cannot read " + dir.file("vol.lda")}},
+               {kNoTiled, false, "", "vol.raw", {"please specify output"}},
+               {kNoTiled, false, "vol", "", {"please specify input and output"}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.messages.back());
+    console.lines.clear();
+    std::optional<TiledDouble> tiled;
+    if (c.tiled != kNoTiled) tiled.emplace(c.tiled);
+    module.output.setFilename(*c.output ? dir.file(c.output).c_str() : "");
+    module.inputs.setFilename(*c.inputs ? dir.file(c.inputs).c_str() : "");
+    UxBatchAnswers::push(UxBatchAnswers::RAW, c.cancel ? Words{"cancel"} : kDescription);
+    EXPECT_EQ(press(), 0u);
+    EXPECT_EQ(messages(), c.messages);
+    EXPECT_EQ(madeFiles({input}), std::set<std::string>{});
+    UxBatchAnswers::clear();
   }
-  EXPECT_EQ(pool->getAdditionCount(), before);
-  EXPECT_EQ(console.count("Conversion canceled"), 1);
-  EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{input});
-}
-
-TEST_F(ConverterButton, WithoutOutputOrInputNothingIsConverted) {
-  module.output.setFilename("");
-  pushDescription();
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  EXPECT_EQ(console.lines, std::vector<std::string>{"please specify output"});
-  module.output.setFilename(dir.file("vol").c_str());
-  module.inputs.setFilename("");
-  console.lines.clear();
-  press();
-  EXPECT_EQ(console.lines, std::vector<std::string>{"please specify input and output"});
-  EXPECT_EQ(pool->getAdditionCount(), before);
-  EXPECT_EQ(filesIn(dir.path()), std::set<std::string>{input});
-}
-
-// The button loads the output for every result above 0, an unknown one included.
-TEST_F(ConverterButton, AnUnknownTiledResultIsReportedAndItsOutputLoaded) {
-  TiledDouble tiled(5);
-  pushDescription();
-  const unsigned long before = pool->getAdditionCount();
-  press();
-  EXPECT_EQ(TiledDouble::calls().size(), 1u);
-  EXPECT_EQ(pool->getAdditionCount(), before);
-  EXPECT_EQ(withoutProgress(console.lines),
-            (std::vector<std::string>{"raw data dialog: 1 file, 1680 bytes",
-                                      "answer: -dims 12 10 7 -ptype uint16 -ndatavar 1 -header 0 -endianess big "
-                                      "-bbox 0 1 0 2 0 3 (script)",
-                                      "Unknown Error", "load: cannot read " + dir.file("vol.lda")}));
 }
 
 }  // namespace

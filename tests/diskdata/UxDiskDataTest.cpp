@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <tuple>
+#include <vector>
 
 #include "host/types/TbTypeInfo.h"
 #include "host/objects/UxLatticeTypes.h"
@@ -43,6 +45,7 @@ TEST(UxDiskDataCreate, MakesADescribedWritableSet) {
   DiskData data = createSet(dir.file("head.km"), dims);
   ASSERT_TRUE(data);
   EXPECT_EQ(data->isWritable(), 1);
+  EXPECT_TRUE(data->canSaveParameters());
   EXPECT_STREQ(data->getLabel(), "head.km");
   EXPECT_EQ(data->isModified(), 0u);
   EXPECT_TRUE(fileExists(dir.file("head.km")));
@@ -50,12 +53,10 @@ TEST(UxDiskDataCreate, MakesADescribedWritableSet) {
   EXPECT_TRUE(fileExists(dir.file("head.km-SUPR.dat")));
   float box[6];
   data->getBoundingBox(box);
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(box[i], kBox[i]);
+  EXPECT_EQ(std::vector<float>(box, box + 6), std::vector<float>(kBox, kBox + 6));
   int blocking[3] = {0, 0, 0};
   ASSERT_TRUE(data->parameters().bundle("UxExternalData")->findNum("Blocking", 3, blocking));
-  EXPECT_EQ(blocking[0], 32);
-  EXPECT_EQ(blocking[1], 16);
-  EXPECT_EQ(blocking[2], 4);
+  EXPECT_EQ(std::vector<int>(blocking, blocking + 3), (std::vector<int>{32, 16, 4}));
 }
 
 TEST(UxDiskDataCreate, RefusalsCreateNoFile) {
@@ -69,38 +70,6 @@ TEST(UxDiskDataCreate, RefusalsCreateNoFile) {
   EXPECT_FALSE(createSet(dir.file("neg.km"), negative));
   EXPECT_FALSE(fileExists(dir.file("zero.km-SUPR.dat")));
   EXPECT_FALSE(fileExists(dir.file("neg.km")));
-}
-
-TEST(UxDiskDataCreate, ExistingDescriptionIsOverwrittenOnlyWhenTheUserSaysSo) {
-  TempDir dir;
-  const std::string name = dir.file("old.km");
-  writeWholeFile(name, "precious");
-  const int dims[3] = {8, 8, 8};
-  {
-    ConsoleCapture console;  // no answer queued: "No"
-    EXPECT_FALSE(createSet(name, dims));
-    EXPECT_TRUE(console.saw("question: " + name + " already exists. Should it be overwritten? [No/Yes/Yes to All]"));
-    EXPECT_EQ(readWholeFile(name), "precious");
-    EXPECT_FALSE(fileExists(name + "-SUPR.dat"));
-  }
-  {
-    ConsoleCapture console;
-    UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes to All"});
-    EXPECT_TRUE(createSet(name, dims));
-    EXPECT_EQ(console.count("question: "), 1);  // the block files' own questions are skipped
-    EXPECT_NE(readWholeFile(name), "precious");
-  }
-}
-
-TEST(UxDiskDataCreate, TheFileDialogNamesTheSetOrCancelsIt) {
-  TempDir dir;
-  const int dims[3] = {8, 8, 8};
-  ConsoleCapture console;
-  EXPECT_EQ(UxDiskData::create(nullptr, nullptr, dims, 1, TbPrimType::UINT8, kBox), nullptr);
-  UxBatchAnswers::push(UxBatchAnswers::FILE, {dir.file("picked.km")});
-  DiskData data(UxDiskData::create(nullptr, nullptr, dims, 1, TbPrimType::UINT8, kBox));
-  ASSERT_TRUE(data);
-  EXPECT_TRUE(fileExists(dir.file("picked.km-0000.dat")));
 }
 
 TEST(UxDiskDataCreate, AFailedFirstBitmapBecomesAFailedCreation) {
@@ -182,22 +151,12 @@ TEST(UxDiskDataRequests, ChangedFlagsAreStoredWhenTheObjectGoes) {
 TEST(UxDiskDataHook, RefusesOtherLatticesWithoutAsking) {
   const int dims3[3] = {8, 8, 8};
   ConsoleCapture console;
-  EXPECT_EQ(UxDiskData__create_uxlattice(1, "uint8", 2, dims3, kBox, KORIN_UNIFORM_LATTICE_TYPE), nullptr);
-  EXPECT_EQ(UxDiskData__create_uxlattice(1, "uint8", 3, dims3, kBox, "https://korin.invalid/latticetypes#curvilinear"), nullptr);
-  EXPECT_EQ(UxDiskData__create_uxlattice(1, "complex", 3, dims3, kBox, KORIN_UNIFORM_LATTICE_TYPE), nullptr);
+  const char* const curvilinear = "https://korin.invalid/latticetypes#curvilinear";
+  for (const auto& [type, nDims, lattice] : {std::make_tuple("uint8", 2, KORIN_UNIFORM_LATTICE_TYPE),
+                                             std::make_tuple("uint8", 3, curvilinear),
+                                             std::make_tuple("complex", 3, KORIN_UNIFORM_LATTICE_TYPE)})
+    EXPECT_EQ(UxDiskData__create_uxlattice(1, type, nDims, dims3, kBox, lattice), nullptr) << type << nDims;
   EXPECT_TRUE(console.lines.empty());  // no dialog was shown
-}
-
-TEST(UxDiskDataObject, ConstructedAloneHasTheUnitBox) {
-  const int dims[3] = {4, 4, 4};
-  const int blocking[3] = {32, 16, 4};
-  UxDiskData data(dims, 1, TbPrimType::UINT8, new LatticeManager(dims, blocking, 1, TbPrimType::UINT8));
-  float box[6];
-  data.getBoundingBox(box);
-  const float unit[6] = {-1, 1, -1, 1, -1, 1};
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(box[i], unit[i]);
-  EXPECT_TRUE(data.canSaveParameters());
-  EXPECT_STREQ(data.getTypeId()->getName(), "UxDiskData");
 }
 
 }  // namespace

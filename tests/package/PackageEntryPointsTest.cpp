@@ -39,14 +39,11 @@ TEST(PackageEntryPoints, TheBuildRecordIsOneConstantText) {
   EXPECT_EQ(info(), first);
   EXPECT_EQ(std::string(first).rfind("|vendor|", 0), 0u);
   const std::string record = first;
-  const char* keys[] = {"vendor", "product", "version_major", "version_minor", "version_patch", "version_tag",
-                        "comment", "compiler", "target_os", "build_cfg", "build_user", "build_ip",
-                        "build_time", "filename", "path", "size"};
   size_t at = 0;
-  for (const char* key : keys) {
-    at = record.find(std::string("|") + key + "|", at);
-    ASSERT_NE(at, std::string::npos) << key << " missing or out of order";
-  }
+  for (const char* key : {"vendor", "product", "version_major", "version_minor", "version_patch", "version_tag",
+                          "comment", "compiler", "target_os", "build_cfg", "build_user", "build_ip", "build_time",
+                          "filename", "path", "size"})
+    ASSERT_NE(at = record.find(std::string("|") + key + "|", at), std::string::npos) << key << " missing or out of order";
   // The size was stamped into the finished library.
   const std::string size = record.substr(record.find("|size|") + 6);
   EXPECT_NE(size, "0000000000");

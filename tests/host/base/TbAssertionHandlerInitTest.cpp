@@ -33,12 +33,6 @@ TEST(TbAssertionHandlerInit, InstancesAreCountedAndKeepOneHandlerWhileAnyLives) 
   }
 }
 
-TEST(TbAssertionHandlerInit, AHoldingAssertionCostsNothingVisible) {
-  TbAssertionHandlerInit init;
-  tbAssert(2 + 2 == 4, "arithmetic");
-  SUCCEED();
-}
-
 TEST(TbAssertionHandlerInitDeathTest, HostHandlerReportsOnTheConsoleAndAborts) {
   // The console goes to standard output; the death test watches standard
   // error, so the console's listener copies each message there.

@@ -4,8 +4,8 @@
 
 #include <QThread>
 
-#include <algorithm>
 #include <atomic>
+#include <functional>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -19,9 +19,7 @@ namespace {
 // Where a probe dialog's life went; written on the dialog thread and read by
 // the test only after the negotiator handed control back.
 struct Trace {
-  std::thread::id builtOn;
-  std::thread::id ranOn;
-  std::thread::id destroyedOn;
+  std::thread::id builtOn, ranOn, destroyedOn;
   bool ownedWhileRunning = false;
 };
 
@@ -57,14 +55,17 @@ class ProbeDialog : public QObject, public UxThreadedDialog {
   Trace* trace;
 };
 
-class ProbeNegotiator : public ThreadNegotiator {
+// A negotiator whose create step is given.
+class GivenNegotiator : public ThreadNegotiator {
  public:
-  explicit ProbeNegotiator(Trace* trace) : trace(trace) {}
-  QObject* create() override { return new ProbeDialog(trace); }
-  ProbeDialog* probe() const { return static_cast<ProbeDialog*>(forkedObject()); }
+  explicit GivenNegotiator(std::function<QObject*()> make) : make(std::move(make)) {}
+  QObject* create() override { return make(); }
+  std::function<QObject*()> make;
+};
 
- private:
-  Trace* trace;
+// A negotiator of probe dialogs that report to `trace`.
+struct ProbeNegotiator : GivenNegotiator {
+  explicit ProbeNegotiator(Trace* trace) : GivenNegotiator([trace] { return new ProbeDialog(trace); }) {}
 };
 
 // One whole round as a package runs it; answers the dialog's doubled request.
@@ -86,72 +87,40 @@ class ThreadNegotiatorTest : public ::testing::Test {
   ConsoleCapture console;
 };
 
-TEST_F(ThreadNegotiatorTest, CreateExecAndDeleteRunOnTheDialogThreadNotTheCallers) {
-  Trace trace;
-  ASSERT_EQ(oneRound(4, trace), 8);
-  const std::thread::id dialogThread = ThreadNegotiator::dialogThreadId();
-  EXPECT_NE(dialogThread, std::this_thread::get_id());
-  EXPECT_EQ(trace.builtOn, dialogThread);
-  EXPECT_EQ(trace.ranOn, dialogThread);
-  EXPECT_EQ(trace.destroyedOn, dialogThread);
-  EXPECT_TRUE(trace.ownedWhileRunning) << "Qt's thread affinity did not follow the hand-over";
-
-  ProbeNegotiator negotiator(&trace);
-  negotiator.createForkedObject();
-  negotiator.exec();
-  negotiator.deleteForkedObject();
-  EXPECT_EQ(negotiator.createdOn(), dialogThread);
-  EXPECT_EQ(negotiator.execOn(), dialogThread);
-  EXPECT_EQ(negotiator.deletedOn(), dialogThread);
-}
-
-TEST_F(ThreadNegotiatorTest, SettingsTravelBothWaysWithTheObject) {
-  Trace trace;
+// Create, exec and delete run on one dialog thread, shared by every
+// negotiator and every caller; the caller sets the dialog up between, and
+// settings travel both ways, round after round.
+TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
+  Trace trace, fromElsewhere;
   ProbeNegotiator negotiator(&trace);
   ProbeDialog* probe = static_cast<ProbeDialog*>(negotiator.createForkedObject());
   ASSERT_NE(probe, nullptr);
   EXPECT_EQ(negotiator.forkedObject(), probe);
   EXPECT_EQ(probe->thread(), QThread::currentThread()) << "the caller sets a new dialog up";
-
-  probe->request = 21;
-  negotiator.putData();
-  ASSERT_EQ(negotiator.exec(), 1);
-  negotiator.getData();
-  EXPECT_EQ(probe->doubled, 42);
-  EXPECT_EQ(probe->thread(), QThread::currentThread());
-
-  probe->request = 5;  // a second round on the same dialog sees the new setting
-  probe->accept = false;
-  negotiator.putData();
-  EXPECT_EQ(negotiator.exec(), 0);
-  negotiator.getData();
-  EXPECT_EQ(probe->doubled, 10);
-
+  for (const int request : {21, 5}) {  // a second round on the same dialog sees the new setting
+    probe->request = request;
+    probe->accept = request == 21;
+    negotiator.putData();
+    EXPECT_EQ(negotiator.exec(), request == 21 ? 1 : 0);
+    negotiator.getData();
+    EXPECT_EQ(probe->doubled, 2 * request);
+    EXPECT_EQ(probe->thread(), QThread::currentThread());
+  }
   negotiator.deleteForkedObject();
   EXPECT_EQ(negotiator.forkedObject(), nullptr);
-  EXPECT_EQ(liveProbes, 0);
-}
-
-TEST_F(ThreadNegotiatorTest, EveryNegotiatorAndEveryCallerShareOneDialogThread) {
-  Trace first, second, fromElsewhere;
-  ASSERT_EQ(oneRound(1, first), 2);
-  ASSERT_EQ(oneRound(2, second), 4);
   std::thread caller([&fromElsewhere] { oneRound(3, fromElsewhere); });
   caller.join();
-  EXPECT_EQ(first.ranOn, second.ranOn);
-  EXPECT_EQ(first.ranOn, fromElsewhere.ranOn);
-  EXPECT_EQ(fromElsewhere.builtOn, ThreadNegotiator::dialogThreadId());
-}
-
-TEST_F(ThreadNegotiatorTest, ManySequentialRoundsLeaveNothingBehind) {
-  for (int round = 0; round < 500; ++round) {
-    Trace trace;
-    ASSERT_EQ(oneRound(round, trace), 2 * round) << "round " << round;
-  }
+  const std::thread::id dialogThread = ThreadNegotiator::dialogThreadId();
+  EXPECT_NE(dialogThread, std::this_thread::get_id());
+  for (const std::thread::id on : {trace.builtOn, trace.ranOn, trace.destroyedOn, negotiator.createdOn(),
+                                   negotiator.execOn(), negotiator.deletedOn(), fromElsewhere.ranOn})
+    EXPECT_EQ(on, dialogThread);
+  EXPECT_TRUE(trace.ownedWhileRunning) << "Qt's thread affinity did not follow the hand-over";
   EXPECT_EQ(liveProbes, 0);
-  EXPECT_TRUE(console.lines.empty());
 }
 
+// Four callers of a hundred rounds each are served one step at a time, and
+// leave nothing behind.
 TEST_F(ThreadNegotiatorTest, CallersOnSeveralThreadsAreServedOneStepAtATime) {
   mostProbesRunning = 0;
   std::vector<int> wrong(4, 0);
@@ -167,45 +136,26 @@ TEST_F(ThreadNegotiatorTest, CallersOnSeveralThreadsAreServedOneStepAtATime) {
   EXPECT_EQ(wrong, std::vector<int>(4, 0));
   EXPECT_EQ(mostProbesRunning, 1);
   EXPECT_EQ(liveProbes, 0);
+  EXPECT_TRUE(console.lines.empty());
 }
 
-class PlainNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { return new QObject; }
-};
-
-class NothingNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { return nullptr; }
-};
-
-class ThrowingNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { throw std::runtime_error("no dialog today"); }
-};
-
+// A plain QObject, nothing, or a create step that throws: results, not crashes.
 TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
-  PlainNegotiator plain;
-  ASSERT_NE(plain.createForkedObject(), nullptr);
-  plain.putData();
-  EXPECT_EQ(plain.exec(), 0);
-  plain.getData();
-  plain.deleteForkedObject();
-  EXPECT_EQ(console.lines, std::vector<std::string>{"dialog thread: a QObject is no dialog that can run"});
-
-  NothingNegotiator nothing;
+  GivenNegotiator plain([] { return new QObject; }), nothing([]() -> QObject* { return nullptr; }),
+      throwing([]() -> QObject* { throw std::runtime_error("no dialog today"); });
+  EXPECT_NE(plain.createForkedObject(), nullptr);
   EXPECT_EQ(nothing.createForkedObject(), nullptr);
-  nothing.putData();
-  EXPECT_EQ(nothing.exec(), 0);
-  nothing.getData();
-  nothing.deleteForkedObject();
+  EXPECT_EQ(throwing.createForkedObject(), nullptr);
+  for (GivenNegotiator* negotiator : {&plain, &nothing}) {
+    negotiator->putData();
+    EXPECT_EQ(negotiator->exec(), 0);
+    negotiator->getData();
+    negotiator->deleteForkedObject();
+  }
+  EXPECT_EQ(console.lines, (std::vector<std::string>{"dialog thread: the dialog's create step failed",
+                                                     "dialog thread: a QObject is no dialog that can run"}));
   EXPECT_EQ(nothing.createdOn(), ThreadNegotiator::dialogThreadId());
   EXPECT_EQ(nothing.execOn(), std::thread::id()) << "nothing was there to run";
-
-  console.lines.clear();
-  ThrowingNegotiator throwing;
-  EXPECT_EQ(throwing.createForkedObject(), nullptr);
-  EXPECT_EQ(console.lines, std::vector<std::string>{"dialog thread: the dialog's create step failed"});
   Trace trace;
   EXPECT_EQ(oneRound(6, trace), 12) << "the dialog thread survives a failed step";
 }
@@ -246,13 +196,8 @@ class NestingDialog : public QObject, public UxThreadedDialog {
   int innerResult = 0;
 };
 
-class NestingNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { return new NestingDialog; }
-};
-
 TEST_F(ThreadNegotiatorTest, ADialogMayOpenAnotherFromTheDialogThread) {
-  NestingNegotiator negotiator;
+  GivenNegotiator negotiator([] { return new NestingDialog; });
   auto* outer = static_cast<NestingDialog*>(negotiator.createForkedObject());
   ASSERT_EQ(negotiator.exec(), 1);
   negotiator.getData();
@@ -278,11 +223,6 @@ class WitnessDialog : public QObject, public UxThreadedDialog {
   }
 };
 
-class WitnessNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { return new WitnessDialog; }
-};
-
 // Exit handlers run last-registered first: this one, registered before the
 // dialog thread exists, runs after the host's handler and sees whether the
 // dialog thread really ended.
@@ -293,7 +233,7 @@ TEST(ThreadNegotiatorExitTest, ExitJoinsTheDialogThread) {
   EXPECT_EXIT(
       {
         std::atexit(reportWhetherTheDialogThreadEnded);
-        WitnessNegotiator negotiator;
+        GivenNegotiator negotiator([] { return new WitnessDialog; });
         negotiator.createForkedObject();
         negotiator.exec();
         negotiator.getData();

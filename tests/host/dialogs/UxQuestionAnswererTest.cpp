@@ -21,6 +21,8 @@
 
 namespace {
 
+using Words = std::vector<std::string>;
+
 class QuestionAnswererTest : public ::testing::Test {
  protected:
   // Qt allows one application at a time, and boxes need one, with no display
@@ -59,11 +61,6 @@ class QuestionAnswererTest : public ::testing::Test {
     });
     guard->start(20000);
   }
-  QMessageBox::StandardButton ask() {
-    guardAgainstHanging();
-    return QMessageBox::question(nullptr, "Overwrite", "The file exists. Overwrite it?",
-                                 QMessageBox::Yes | QMessageBox::No);
-  }
   ConsoleCapture console;
   bool hung = false;
   std::unique_ptr<QTimer> guard;
@@ -71,49 +68,39 @@ class QuestionAnswererTest : public ::testing::Test {
   static std::unique_ptr<TempDir> runtime;
 };
 
-TEST_F(QuestionAnswererTest, AQueuedYesIsClickedAndSaid) {
-  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"YES"});
-  EXPECT_EQ(ask(), QMessageBox::Yes);
-  EXPECT_FALSE(hung);
-  EXPECT_EQ(console.lines, (std::vector<std::string>{
-                               "question: The file exists. Overwrite it? [Yes/No]",
-                               "answer: Yes (script)"}));
-  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::QUESTION), 0);
-}
-
-TEST_F(QuestionAnswererTest, AQueuedNoIsClickedAndAnswersAreTakenInTurn) {
-  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"no"});
-  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"yes"});
-  EXPECT_EQ(ask(), QMessageBox::No);
-  EXPECT_EQ(ask(), QMessageBox::Yes);
-  EXPECT_FALSE(hung);
-  EXPECT_EQ(console.count("answer: "), 2);
-  EXPECT_TRUE(console.saw("answer: No (script)"));
-}
-
-TEST_F(QuestionAnswererTest, WithNothingQueuedTheAnswerIsNo) {
-  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});  // not a question answer
-  EXPECT_EQ(ask(), QMessageBox::No);
-  EXPECT_FALSE(hung);
-  EXPECT_EQ(console.lines.back(), "answer: No (default)");
-  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::WARNING), 1);
-}
-
-TEST_F(QuestionAnswererTest, AnAnswerNamingNoButtonFallsBackToTheDefault) {
-  UxBatchAnswers::push(UxBatchAnswers::QUESTION, {"maybe"});
-  EXPECT_EQ(ask(), QMessageBox::No);
-  EXPECT_EQ(console.lines.back(), "answer: No (default, the script's answer matched no button)");
-  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::QUESTION), 0);
-}
-
-TEST_F(QuestionAnswererTest, ABoxWithoutNoTakesItsEscapeButton) {
+// Queued answers are clicked in turn and said; without one, or with one that
+// names no button, the box takes No, or its escape button where it has no No.
+TEST_F(QuestionAnswererTest, QueuedAnswersAreClickedAndSaid) {
+  const struct {
+    Words answer;  // empty: none queued
+    bool warning;  // an Ok/Cancel warning instead of a Yes/No question
+    QMessageBox::StandardButton clicked;
+    const char* said;
+  } cases[] = {{{"YES"}, false, QMessageBox::Yes, "answer: Yes (script)"},
+               {{"no"}, false, QMessageBox::No, "answer: No (script)"},
+               {{}, false, QMessageBox::No, "answer: No (default)"},
+               {{"maybe"}, false, QMessageBox::No, "answer: No (default, the script's answer matched no button)"},
+               {{}, true, QMessageBox::Cancel, "answer: Cancel (default)"}};
+  UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes"});  // not a question's answer
   guardAgainstHanging();
-  const auto chosen = QMessageBox::warning(nullptr, "Disk", "Little space is left.",
-                                           QMessageBox::Ok | QMessageBox::Cancel);
-  EXPECT_EQ(chosen, QMessageBox::Cancel);
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.said);
+    console.lines.clear();
+    if (!c.answer.empty()) {
+      UxBatchAnswers::push(UxBatchAnswers::QUESTION, c.answer);
+    }
+    const auto clicked = c.warning ? QMessageBox::warning(nullptr, "Disk", "Little space is left.",
+                                                          QMessageBox::Ok | QMessageBox::Cancel)
+                                   : QMessageBox::question(nullptr, "Overwrite", "The file exists. Overwrite it?",
+                                                           QMessageBox::Yes | QMessageBox::No);
+    EXPECT_EQ(clicked, c.clicked);
+    EXPECT_EQ(console.lines, (Words{c.warning ? "question: Little space is left. [Ok/Cancel]"
+                                              : "question: The file exists. Overwrite it? [Yes/No]",
+                                    c.said}));
+    EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::QUESTION), 0);
+  }
+  EXPECT_EQ(UxBatchAnswers::pending(UxBatchAnswers::WARNING), 1);
   EXPECT_FALSE(hung);
-  EXPECT_TRUE(console.saw("question: Little space is left. [Ok/Cancel]"));
-  EXPECT_EQ(console.lines.back(), "answer: Cancel (default)");
 }
 
 TEST_F(QuestionAnswererTest, CustomButtonsAreNamedByTheirText) {

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "support/ObjectCommandRunner.h"
 #include "host/modules/UxModule.h"
 #include "host/modules/UxPortFloatTextN.h"
 #include "host/modules/UxPortIntTextN.h"
 #include "host/modules/UxPortMultiMenu.h"
+#include "support/ObjectCommandRunner.h"
 
 namespace {
 
@@ -23,114 +23,66 @@ class ValuesModule : public UxModule {
   UxPortIntTextN tiles;
 };
 
-class PortValuesTest : public ::testing::Test {
- protected:
-  int run(const std::vector<std::string>& words) { return tcl.run(module, words); }
-  std::string result() const { return tcl.result(); }
-
+// Words in order, each with its result; refused words change nothing.
+TEST(PortValuesTest, WordsSetAndReadBackAsTyped) {
   ObjectCommandRunner tcl;
   ValuesModule module;
-};
-
-TEST_F(PortValuesTest, MenuKeepsAnIndexBeyondItsEntriesWithAnEmptyLabel) {
-  module.compression.setIndex(1);
-  EXPECT_EQ(module.compression.getIndex(0), 1);
-  EXPECT_STREQ(module.compression.getLabel(0, 1), "");
-  EXPECT_STREQ(module.compression.getLabel(0, 0), "none");
-  ASSERT_EQ(run({"m", "compression", "getLabel"}), TCL_OK);
-  EXPECT_EQ(result(), "");
-  ASSERT_EQ(run({"m", "compression", "getLabel", "0"}), TCL_OK);
-  EXPECT_EQ(result(), "none");
-}
-
-TEST_F(PortValuesTest, MenuEntriesGrowAndShrinkWithSetNum) {
-  UxPortMultiMenu& menu = module.compression;
-  menu.setNum(0, 3);
-  menu.setLabel(0, 1, "zlib");
-  menu.setLabel(0, 2, "lz4");
-  menu.setLabel(0, 3, "beyond the entries");
-  ASSERT_EQ(run({"m", "compression", "getLabels"}), TCL_OK);
-  EXPECT_EQ(result(), "none zlib lz4");
-  menu.setNum(0, 2);
-  EXPECT_EQ(menu.getNum(0), 2);
-  EXPECT_STREQ(menu.getLabel(0, 2), "");
-
-  menu.setNum(2, 4);  // a menu beyond the last brings the ones before it
-  EXPECT_EQ(menu.numMenus(), 3);
-  EXPECT_EQ(menu.getNum(1), 0);
-  EXPECT_EQ(menu.getNum(2), 4);
-  menu.setIndex(2, 3);
-  EXPECT_EQ(menu.getIndex(2), 3);
-  EXPECT_EQ(menu.getIndex(0), 0) << "the other menus keep their own index";
-  EXPECT_EQ(menu.getNum(7), 0);
-  EXPECT_EQ(menu.getIndex(-1), 0);
-  EXPECT_STREQ(menu.getLabel(9, 0), "");
-}
-
-TEST_F(PortValuesTest, MenuSetValueIsSetIndexAndMarksTheChange) {
-  ASSERT_EQ(run({"m", "compression", "setValue", "2"}), TCL_OK);
-  ASSERT_EQ(run({"m", "compression", "getValue"}), TCL_OK);
-  EXPECT_EQ(result(), "2");
-  EXPECT_TRUE(module.compression.hasNewValue());
-  ASSERT_EQ(run({"m", "compression", "setIndex", "0"}), TCL_OK);
-  EXPECT_EQ(module.compression.getIndex(0), 0);
-}
-
-TEST_F(PortValuesTest, MenuRefusesWordsThatAreNoIndex) {
-  EXPECT_EQ(run({"m", "compression", "setIndex", "zlib"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setIndex: bad index \"zlib\": expected an integer");
-  EXPECT_EQ(run({"m", "compression", "setValue", "-1"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: bad index \"-1\": expected 0 or more");
-  EXPECT_EQ(run({"m", "compression", "setIndex"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setIndex: expected N");
-  EXPECT_EQ(run({"m", "compression", "getLabel", "x"}), TCL_ERROR);
-  EXPECT_EQ(result(), "getLabel: bad entry \"x\": expected an integer");
-  EXPECT_FALSE(module.compression.hasNewValue());
-}
-
-TEST_F(PortValuesTest, NumberFieldsAreSetFromTheFirstOnAndReadBackAsTyped) {
-  ASSERT_EQ(run({"m", "box", "setValue", "0.1", "-2.5"}), TCL_OK);
-  ASSERT_EQ(run({"m", "box", "getValue"}), TCL_OK);
-  EXPECT_EQ(result(), "0.1 -2.5 0");
-  ASSERT_EQ(run({"m", "box", "getValue", "1"}), TCL_OK);
-  EXPECT_EQ(result(), "-2.5");
-  EXPECT_FLOAT_EQ(module.box.getValue(0), 0.1f);
-  EXPECT_EQ(module.box.getValue(7), 0.0f);
-  module.box.setValue(7, 9.0f);  // a missing field is no error for code
-  EXPECT_EQ(module.box.getNum(), 3);
-}
-
-TEST_F(PortValuesTest, ABadNumberChangesNoField) {
+  module.compression.setNum(0, 3);
+  module.compression.setLabel(0, 1, "zlib");
+  module.compression.setLabel(0, 2, "lz4");
+  module.compression.setLabel(0, 3, "beyond the entries");
   module.box.setValue(0, 1.0f);
-  EXPECT_EQ(run({"m", "box", "setValue", "5", "five"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: bad value \"five\": expected a number");
-  EXPECT_EQ(module.box.getValue(0), 1.0f);
-  EXPECT_EQ(run({"m", "box", "setValue", "1e39"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: bad value \"1e39\": out of range");
-  EXPECT_EQ(run({"m", "box", "setValue", "1", "2", "3", "4"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: expected at most 3 values");
-  EXPECT_EQ(run({"m", "box", "setValue"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: expected V ?V ...?");
-  EXPECT_EQ(run({"m", "box", "getValue", "3"}), TCL_ERROR);
-  EXPECT_EQ(result(), "getValue: bad field \"3\": expected 0..2");
-  EXPECT_FALSE(module.box.hasNewValue());
+  const struct {
+    std::vector<std::string> words;
+    int code;
+    const char* result;
+  } cases[] = {{{"compression", "getLabels"}, TCL_OK, "none zlib lz4"},
+               {{"compression", "setIndex", "zlib"}, TCL_ERROR, "setIndex: bad index \"zlib\": expected an integer"},
+               {{"compression", "setValue", "-1"}, TCL_ERROR, "setValue: bad index \"-1\": expected 0 or more"},
+               {{"compression", "setIndex"}, TCL_ERROR, "setIndex: expected N"},
+               {{"compression", "getLabel", "x"}, TCL_ERROR, "getLabel: bad entry \"x\": expected an integer"},
+               {{"compression", "isNew"}, TCL_OK, "0"},
+               {{"compression", "setValue", "5"}, TCL_OK, ""},  // beyond the entries: kept, with no label
+               {{"compression", "getValue"}, TCL_OK, "5"},
+               {{"compression", "getLabel"}, TCL_OK, ""},
+               {{"compression", "getLabel", "2"}, TCL_OK, "lz4"},
+               {{"compression", "isNew"}, TCL_OK, "1"},
+               {{"compression", "setIndex", "1"}, TCL_OK, ""},
+               {{"compression", "getLabel"}, TCL_OK, "zlib"},
+               {{"box", "setValue", "5", "five"}, TCL_ERROR, "setValue: bad value \"five\": expected a number"},
+               {{"box", "setValue", "1e39"}, TCL_ERROR, "setValue: bad value \"1e39\": out of range"},
+               {{"box", "setValue", "1", "2", "3", "4"}, TCL_ERROR, "setValue: expected at most 3 values"},
+               {{"box", "setValue"}, TCL_ERROR, "setValue: expected V ?V ...?"},
+               {{"box", "getValue", "3"}, TCL_ERROR, "getValue: bad field \"3\": expected 0..2"},
+               {{"box", "isNew"}, TCL_OK, "0"},
+               {{"box", "getValue"}, TCL_OK, "1 0 0"},
+               {{"box", "setValue", "0.1", "-2.5"}, TCL_OK, ""},  // from the first field on
+               {{"box", "getValue"}, TCL_OK, "0.1 -2.5 0"},
+               {{"box", "getValue", "1"}, TCL_OK, "-2.5"},
+               {{"tiles", "setValue", "128"}, TCL_OK, ""},
+               {{"tiles", "setValue", "1.5"}, TCL_ERROR, "setValue: bad value \"1.5\": expected an integer"},
+               {{"tiles", "getValue"}, TCL_OK, "128 0"}};
+  for (const auto& c : cases) {
+    std::vector<std::string> words = {"m"};
+    words.insert(words.end(), c.words.begin(), c.words.end());
+    EXPECT_EQ(tcl.run(module, words), c.code) << c.words[0] << " " << c.words[1];
+    EXPECT_EQ(tcl.result(), c.result) << c.words[0] << " " << c.words[1];
+  }
+  EXPECT_FLOAT_EQ(module.box.getValue(0), 0.1f);
 }
 
-TEST_F(PortValuesTest, IntegerFieldsRoundAndTakeOnlyIntegers) {
+// From code: a menu beyond the last brings the ones before it, each keeping
+// its own index; integer fields round.
+TEST(PortValuesTest, SettersFromCode) {
+  ValuesModule module;
+  UxPortMultiMenu& menu = module.compression;
+  menu.setNum(2, 4);
+  menu.setIndex(2, 3);
+  EXPECT_EQ((std::vector<int>{menu.numMenus(), menu.getNum(1), menu.getNum(2), menu.getIndex(2), menu.getIndex(0)}),
+            (std::vector<int>{3, 0, 4, 3, 0}));
   module.tiles.setValue(0, 2.5f);
   module.tiles.setValue(1, -2.5f);
-  EXPECT_EQ(module.tiles.getValue(0), 3);
-  EXPECT_EQ(module.tiles.getValue(1), -3);
-  ASSERT_EQ(run({"m", "tiles", "getValue"}), TCL_OK);
-  EXPECT_EQ(result(), "3 -3");
-  module.tiles.setValue(1, 64);
-  EXPECT_EQ(module.tiles.getValue(1), 64);
-
-  ASSERT_EQ(run({"m", "tiles", "setValue", "128"}), TCL_OK);
-  EXPECT_EQ(module.tiles.getValue(0), 128);
-  EXPECT_EQ(run({"m", "tiles", "setValue", "1.5"}), TCL_ERROR);
-  EXPECT_EQ(result(), "setValue: bad value \"1.5\": expected an integer");
-  EXPECT_EQ(module.tiles.getValue(0), 128);
+  EXPECT_EQ((std::vector<int>{module.tiles.getValue(0), module.tiles.getValue(1)}), (std::vector<int>{3, -3}));
 }
 
 }  // namespace

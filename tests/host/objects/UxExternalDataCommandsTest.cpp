@@ -1,3 +1,6 @@
+// The commands every external data object answers, run through a real Tcl
+// interpreter on in-memory volumes: shape queries, boxes read to and written
+// from real files, slice previews as real PNG files, and the exact refusals.
 #include <gtest/gtest.h>
 
 #include <QImage>
@@ -9,10 +12,12 @@
 #include <string>
 
 #include "support/ObjectCommandRunner.h"
-#include "tests/host/shell/fixture/MemoryVolume.h"
 #include "support/TempDir.h"
+#include "tests/host/shell/fixture/MemoryVolume.h"
 
 namespace {
+
+using Words = std::vector<std::string>;
 
 // 6 x 5 x 4 samples of two uint16 components: (x + 10 y + 100 z, 7).
 struct Lattice : MemoryVolume {
@@ -27,153 +32,6 @@ struct Lattice : MemoryVolume {
   }
 };
 
-std::string samples(std::initializer_list<uint16_t> values) {
-  std::string bytes(values.size() * 2, '\0');
-  std::memcpy(&bytes[0], values.begin(), bytes.size());
-  return bytes;
-}
-
-class DataCommandsTest : public ::testing::Test {
- protected:
-  Lattice volume;
-  ObjectCommandRunner tcl;
-  TempDir dir;
-};
-
-TEST_F(DataCommandsTest, ShapeQueries) {
-  tcl.run(volume, {"vol", "getDims"});
-  EXPECT_EQ(tcl.result(), "6 5 4");
-  tcl.run(volume, {"vol", "getNDataVar"});
-  EXPECT_EQ(tcl.result(), "2");
-  tcl.run(volume, {"vol", "getPrimType"});
-  EXPECT_EQ(tcl.result(), "uint16");
-  volume.writable = false;
-  tcl.run(volume, {"vol", "isWritable"});
-  EXPECT_EQ(tcl.result(), "0");
-  volume.box[5] = 2.5f;
-  tcl.run(volume, {"vol", "getBoundingBox"});
-  EXPECT_EQ(tcl.result(), "-1 1 -1 1 -1 2.5");
-}
-
-TEST_F(DataCommandsTest, ReadBoxAsksOnceForTheBoxAndWritesItsBytes) {
-  const std::string file = dir.file("box.raw");
-  ASSERT_EQ(tcl.run(volume, {"vol", "readBox", file, "1", "2", "3", "3", "2", "1"}), TCL_OK)
-      << tcl.result();
-  EXPECT_EQ(tcl.result(), "24");
-  EXPECT_EQ(readWholeFile(file), samples({321, 7, 322, 7, 323, 7, 331, 7, 332, 7, 333, 7}));
-  ASSERT_EQ(volume.seen.size(), 1u);
-  const auto& request = volume.seen[0];
-  for (int a = 0; a < 3; ++a) {
-    EXPECT_EQ(request.bufferOrigin[a], request.origin[a]);
-    EXPECT_EQ(request.bufferSize[a], request.size[a]);
-    EXPECT_EQ(request.subsampling[a], 1);
-  }
-  EXPECT_EQ(request.origin[2], 3);
-  EXPECT_EQ(request.size[0], 3);
-}
-
-TEST_F(DataCommandsTest, ReadBoxCountsTheSizeAtTheRequestedSubsampling) {
-  const std::string file = dir.file("coarse.raw");
-  ASSERT_EQ(tcl.run(volume, {"vol", "readBox", file, "0", "0", "1", "3", "2", "1", "2", "3", "1"}),
-            TCL_OK)
-      << tcl.result();
-  EXPECT_EQ(readWholeFile(file), samples({100, 7, 102, 7, 104, 7, 130, 7, 132, 7, 134, 7}));
-  ASSERT_EQ(volume.seen.size(), 1u);
-  EXPECT_EQ(volume.seen[0].subsampling[1], 3);
-}
-
-TEST_F(DataCommandsTest, ReadBoxRefusesBadWordsWithExactTexts) {
-  const std::string file = dir.file("never.raw");
-  const struct {
-    std::vector<std::string> words;
-    const char* error;
-  } cases[] = {
-      {{"vol", "readBox", file, "0", "0", "0"}, "readBox: expected FILE ox oy oz nx ny nz ?sx sy sz?"},
-      {{"vol", "readBox", file, "0", "0", "0", "1", "1", "1", "2"},
-       "readBox: expected FILE ox oy oz nx ny nz ?sx sy sz?"},
-      {{"vol", "readBox", file, "0", "y", "0", "1", "1", "1"},
-       "readBox: bad oy \"y\": expected an integer"},
-      {{"vol", "readBox", file, "0", "0", "0", "1", "0", "1"},
-       "readBox: bad ny 0: expected 1 or more"},
-      {{"vol", "readBox", file, "0", "0", "0", "1", "1", "1", "1", "1", "-2"},
-       "readBox: bad sz -2: expected 1 or more"},
-      {{"vol", "readBox", file, "5", "0", "0", "2", "1", "1"}, "readBox: getBlock failed for vol"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(tcl.run(volume, c.words), TCL_ERROR);
-    EXPECT_EQ(tcl.result(), c.error);
-  }
-  EXPECT_FALSE(fileExists(file));
-}
-
-TEST_F(DataCommandsTest, ReadBoxReportsAFileItCannotWrite) {
-  const std::string file = dir.file("missing-folder/box.raw");
-  EXPECT_EQ(tcl.run(volume, {"vol", "readBox", file, "0", "0", "0", "1", "1", "1"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "readBox: cannot write " + file);
-}
-
-TEST_F(DataCommandsTest, WriteBoxPutsTheFileIntoOneFullResolutionRequest) {
-  const std::string file = dir.file("in.raw");
-  writeWholeFile(file, samples({1, 2, 3, 4, 5, 6, 9, 9}));  // longer than needed is fine
-  ASSERT_EQ(tcl.run(volume, {"vol", "writeBox", file, "4", "1", "2", "1", "3", "1"}), TCL_OK)
-      << tcl.result();
-  EXPECT_EQ(tcl.result(), "12");
-  uint16_t written[2];
-  std::memcpy(written, volume.sampleAt(4, 3, 2), sizeof written);
-  EXPECT_EQ(written[0], 5);
-  EXPECT_EQ(written[1], 6);
-  ASSERT_EQ(volume.seen.size(), 1u);
-  EXPECT_EQ(volume.seen[0].subsampling[0], 1);
-  EXPECT_EQ(volume.seen[0].bufferSize[1], 3);
-}
-
-TEST_F(DataCommandsTest, WriteBoxFailuresSayWhy) {
-  const std::string shortFile = dir.file("short.raw");
-  writeWholeFile(shortFile, "abc");
-  EXPECT_EQ(tcl.run(volume, {"vol", "writeBox", shortFile, "0", "0", "0", "3", "2", "1"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "writeBox: " + shortFile + " holds 3 bytes, 24 needed");
-  const std::string missing = dir.file("absent.raw");
-  EXPECT_EQ(tcl.run(volume, {"vol", "writeBox", missing, "0", "0", "0", "1", "1", "1"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "writeBox: cannot read " + missing);
-  volume.writable = false;
-  writeWholeFile(shortFile, samples({1, 2}));
-  EXPECT_EQ(tcl.run(volume, {"vol", "writeBox", shortFile, "0", "0", "0", "1", "1", "1"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "writeBox: putBlock failed for vol");
-  EXPECT_EQ(tcl.run(volume, {"vol", "writeBox", shortFile, "0", "0", "0", "1", "1"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "writeBox: expected FILE ox oy oz nx ny nz");
-}
-
-struct ParameterSaver : Lattice {
-  bool canSaveParameters() const override { return true; }
-  int saveParameters(const UxParamBundle& params) override {
-    savedFrom = &params;
-    return result;
-  }
-  const UxParamBundle* savedFrom = nullptr;
-  int result = 1;
-};
-
-TEST_F(DataCommandsTest, SaveParametersHandsOverTheObjectsOwnBundle) {
-  ParameterSaver saver;
-  EXPECT_EQ(tcl.run(saver, {"s", "saveParameters"}), TCL_OK);
-  EXPECT_EQ(saver.savedFrom, &saver.parameters());
-  saver.result = 0;
-  EXPECT_EQ(tcl.run(saver, {"s", "saveParameters"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "saveParameters: saving the parameters of s failed");
-  EXPECT_EQ(tcl.run(volume, {"vol", "saveParameters"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "saveParameters: vol cannot save its parameters");
-}
-
-TEST_F(DataCommandsTest, UnknownWordListsTheDataCommandsFirst) {
-  EXPECT_EQ(tcl.run(volume, {"vol", "frobnicate"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result().rfind("unknown command \"frobnicate\"; known: getDims, getNDataVar, "
-                               "getPrimType, isWritable, readBox, writeBox, saveParameters, "
-                               "preview, getBoundingBox",
-                               0),
-            0u)
-      << tcl.result();
-}
-
 // 8 x 6 x 4 bytes, value x * 10 + y + z, so every slice has its own range.
 struct Ramp : MemoryVolume {
   static constexpr int kDims[3] = {8, 6, 4};
@@ -184,81 +42,179 @@ struct Ramp : MemoryVolume {
   }
 };
 
-int grey(const QImage& image, int column, int row) { return image.constScanLine(row)[column]; }
-
-TEST_F(DataCommandsTest, PreviewStretchesTheSlicesRangeToGrey) {
-  Ramp ramp;
-  const std::string png = dir.file("z.png");
-  ASSERT_EQ(tcl.run(ramp, {"ramp", "preview", png, "z", "2"}), TCL_OK) << tcl.result();
-  EXPECT_EQ(tcl.result(), "8 6");
-  const QImage image(QString::fromStdString(png));
-  ASSERT_EQ(image.format(), QImage::Format_Grayscale8);
-  ASSERT_EQ(image.width(), 8);
-  ASSERT_EQ(image.height(), 6);
-  EXPECT_EQ(grey(image, 0, 0), 0);
-  EXPECT_EQ(grey(image, 7, 5), 255);
-  EXPECT_EQ(grey(image, 3, 2), std::lround((34.0 - 2.0) / 75.0 * 255.0));  // 34 in 2..77
-  ASSERT_EQ(ramp.seen.size(), 1u);
-  EXPECT_EQ(ramp.seen[0].origin[2], 2);
-  EXPECT_EQ(ramp.seen[0].size[2], 1);
+Words operator+(Words a, const Words& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
 }
 
-TEST_F(DataCommandsTest, PreviewAlongXUsesYAcrossAndZDown) {
-  Ramp ramp;
-  const std::string png = dir.file("x.png");
-  ASSERT_EQ(tcl.run(ramp, {"ramp", "preview", png, "x", "7"}), TCL_OK) << tcl.result();
-  const QImage image(QString::fromStdString(png));
-  ASSERT_EQ(image.width(), 6);
-  ASSERT_EQ(image.height(), 4);
-  EXPECT_EQ(grey(image, 0, 0), 0);    // y 0, z 0: the slice's minimum, 70
-  EXPECT_EQ(grey(image, 5, 3), 255);  // y 5, z 3: its maximum, 78
+std::string samples(std::initializer_list<uint16_t> values) {
+  std::string bytes(values.size() * 2, '\0');
+  std::memcpy(&bytes[0], values.begin(), bytes.size());
+  return bytes;
 }
 
-TEST_F(DataCommandsTest, PreviewSubsamplesAllAxesInOneRequest) {
-  Ramp ramp;
-  const std::string png = dir.file("sub.png");
-  ASSERT_EQ(tcl.run(ramp, {"ramp", "preview", png, "y", "1", "4"}), TCL_OK) << tcl.result();
-  EXPECT_EQ(tcl.result(), "2 1");
-  ASSERT_EQ(ramp.seen.size(), 1u);
-  for (int a = 0; a < 3; ++a) EXPECT_EQ(ramp.seen[0].subsampling[a], 4);
-  EXPECT_EQ(ramp.seen[0].size[2], 1) << "max(1, 4 / 4)";
+// The request's box and subsampling, "origin o o o size s s s by b b b".
+std::string requestOf(const UxExternalData::BlockRequest& r) {
+  std::string text = "origin";
+  for (int a = 0; a < 3; ++a) text += " " + std::to_string(r.origin[a]);
+  text += " size";
+  for (int a = 0; a < 3; ++a) text += " " + std::to_string(r.size[a]);
+  text += " by";
+  for (int a = 0; a < 3; ++a) text += " " + std::to_string(r.subsampling[a]);
+  for (int a = 0; a < 3; ++a)
+    if (r.bufferOrigin[a] != r.origin[a] || r.bufferSize[a] != r.size[a]) text += " (buffer differs)";
+  return text;
 }
 
-TEST_F(DataCommandsTest, PreviewOfAConstantSliceIsBlack) {
+class DataCommandsTest : public ::testing::Test {
+ protected:
+  Lattice volume;
+  Ramp ramp;
+  ObjectCommandRunner tcl;
+  TempDir dir;
+};
+
+TEST_F(DataCommandsTest, ShapeQueries) {
+  volume.writable = false;
+  volume.box[5] = 2.5f;
+  const std::pair<const char*, const char*> cases[] = {{"getDims", "6 5 4"},   {"getNDataVar", "2"},
+                                                      {"getPrimType", "uint16"}, {"isWritable", "0"},
+                                                      {"getBoundingBox", "-1 1 -1 1 -1 2.5"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(tcl.run(volume, {"vol", c.first}), TCL_OK);
+    EXPECT_EQ(tcl.result(), c.second);
+  }
+}
+
+// readBox asks once for the box, counted at the subsampling, and writes its
+// bytes; writeBox puts a file (longer than needed is fine) into one
+// full-resolution request.
+TEST_F(DataCommandsTest, BoxesGoToAndFromFilesInOneRequest) {
+  const std::string file = dir.file("box.raw");
+  const struct {
+    Words words;
+    const char* result;
+    std::string bytes;
+    const char* request;
+  } cases[] = {{{"readBox", file, "1", "2", "3", "3", "2", "1"}, "24",
+                samples({321, 7, 322, 7, 323, 7, 331, 7, 332, 7, 333, 7}), "origin 1 2 3 size 3 2 1 by 1 1 1"},
+               {{"readBox", file, "0", "0", "1", "3", "2", "1", "2", "3", "1"}, "24",
+                samples({100, 7, 102, 7, 104, 7, 130, 7, 132, 7, 134, 7}), "origin 0 0 1 size 3 2 1 by 2 3 1"}};
+  for (const auto& c : cases) {
+    volume.seen.clear();
+    ASSERT_EQ(tcl.run(volume, Words{"vol"} + c.words), TCL_OK) << tcl.result();
+    EXPECT_EQ(tcl.result(), c.result);
+    EXPECT_EQ(readWholeFile(file), c.bytes);
+    ASSERT_EQ(volume.seen.size(), 1u);
+    EXPECT_EQ(requestOf(volume.seen[0]), c.request);
+  }
+  volume.seen.clear();
+  writeWholeFile(file, samples({1, 2, 3, 4, 5, 6, 9, 9}));
+  ASSERT_EQ(tcl.run(volume, {"vol", "writeBox", file, "4", "1", "2", "1", "3", "1"}), TCL_OK) << tcl.result();
+  EXPECT_EQ(tcl.result(), "12");
+  uint16_t writtenSample[2];
+  std::memcpy(writtenSample, volume.sampleAt(4, 3, 2), sizeof writtenSample);
+  EXPECT_EQ(writtenSample[0] * 100 + writtenSample[1], 506);
+  ASSERT_EQ(volume.seen.size(), 1u);
+  EXPECT_EQ(requestOf(volume.seen[0]), "origin 4 1 2 size 1 3 1 by 1 1 1");
+}
+
+// A slice's range is stretched to 0..255 (a constant slice is black), its
+// axes read across and down, one request subsampling every axis.
+TEST_F(DataCommandsTest, PreviewsAreGreySlicesOfOneRequest) {
+  const std::string png = dir.file("slice.png");
   const int dims[3] = {3, 3, 1};
   MemoryVolume flat(dims, 1, TbPrimType::FLOAT);
   const float value = 42.0f;
   for (int i = 0; i < 9; ++i) std::memcpy(flat.bytes.data() + 4 * i, &value, 4);
-  const std::string png = dir.file("flat.png");
-  ASSERT_EQ(tcl.run(flat, {"flat", "preview", png, "z", "0"}), TCL_OK) << tcl.result();
-  const QImage image(QString::fromStdString(png));
-  for (int row = 0; row < 3; ++row)
-    for (int column = 0; column < 3; ++column) EXPECT_EQ(grey(image, column, row), 0);
+  const struct {
+    MemoryVolume& object;
+    Words words;
+    const char* size;
+    std::vector<int> corners;  // grey at the first and last pixel, and at (3, 2) where there is one
+    const char* request;
+  } cases[] = {{ramp, {"z", "2"}, "8 6", {0, 255, static_cast<int>(std::lround((34.0 - 2.0) / 75.0 * 255.0))},
+                "origin 0 0 2 size 8 6 1 by 1 1 1"},  // 34 in 2..77
+               {ramp, {"x", "7"}, "6 4", {0, 255, 159}, "origin 7 0 0 size 1 6 4 by 1 1 1"},  // 75 in 70..78
+               {ramp, {"y", "1", "4"}, "2 1", {0, 255}, "origin 0 1 0 size 2 1 1 by 4 4 4"},  // max(1, 4 / 4) slices
+               {flat, {"z", "0"}, "3 3", {0, 0}, "origin 0 0 0 size 3 3 1 by 1 1 1"}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.words[0]);
+    c.object.seen.clear();
+    ASSERT_EQ(tcl.run(c.object, Words{"v", "preview", png} + c.words), TCL_OK) << tcl.result();
+    EXPECT_EQ(tcl.result(), c.size);
+    const QImage image(QString::fromStdString(png));
+    ASSERT_EQ(image.format(), QImage::Format_Grayscale8);
+    EXPECT_EQ(std::to_string(image.width()) + " " + std::to_string(image.height()), c.size);
+    std::vector<int> corners = {image.constScanLine(0)[0], image.constScanLine(image.height() - 1)[image.width() - 1]};
+    if (image.width() > 3 && image.height() > 2) corners.push_back(image.constScanLine(2)[3]);
+    EXPECT_EQ(corners, c.corners);
+    ASSERT_EQ(c.object.seen.size(), 1u);
+    EXPECT_EQ(requestOf(c.object.seen[0]), c.request);
+  }
 }
 
-TEST_F(DataCommandsTest, PreviewRefusesBadRequestsWithExactTexts) {
-  Ramp ramp;
-  const std::string png = dir.file("bad.png");
-  const struct {
-    std::vector<std::string> words;
-    const char* error;
-  } cases[] = {
-      {{"ramp", "preview", png, "w", "0"}, "preview: bad axis \"w\": expected x, y or z"},
-      {{"ramp", "preview", png, "z", "4"}, "preview: index 4 out of range 0..3 for axis z"},
-      {{"ramp", "preview", png, "x", "-1"}, "preview: index -1 out of range 0..7 for axis x"},
-      {{"ramp", "preview", png, "z", "1.5"}, "preview: bad INDEX \"1.5\": expected an integer"},
-      {{"ramp", "preview", png, "z", "0", "0"}, "preview: bad SUBSAMPLING 0: expected 1 or more"},
-      {{"ramp", "preview", png}, "preview: expected FILE.png AXIS INDEX ?SUBSAMPLING?"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(tcl.run(ramp, c.words), TCL_ERROR);
-    EXPECT_EQ(tcl.result(), c.error);
-  }
+TEST_F(DataCommandsTest, BadWordsAreRefusedWithExactTexts) {
+  const std::string file = dir.file("never.raw"), shortFile = dir.file("short.raw"), png = dir.file("bad.png"),
+                    oneSample = dir.file("one.raw");
+  writeWholeFile(shortFile, "abc");
+  writeWholeFile(oneSample, samples({1, 2}));
   const int dims[3] = {2, 2, 2};
   UxExternalData servesNothing(dims, 1, TbPrimType::UINT8);
-  EXPECT_EQ(tcl.run(servesNothing, {"none", "preview", png, "z", "0"}), TCL_ERROR);
-  EXPECT_EQ(tcl.result(), "preview: getBlock failed");
+  Lattice readOnly;
+  readOnly.writable = false;
+  const std::string usage = "readBox: expected FILE ox oy oz nx ny nz ?sx sy sz?";
+  const struct { UxExternalData& object; Words words; std::string error; } cases[] = {
+      {volume, {"readBox", file, "0", "0", "0"}, usage},
+      {volume, {"readBox", file, "0", "0", "0", "1", "1", "1", "2"}, usage},
+      {volume, {"readBox", file, "0", "y", "0", "1", "1", "1"}, "readBox: bad oy \"y\": expected an integer"},
+      {volume, {"readBox", file, "0", "0", "0", "1", "0", "1"}, "readBox: bad ny 0: expected 1 or more"},
+      {volume, {"readBox", file, "0", "0", "0", "1", "1", "1", "1", "1", "-2"}, "readBox: bad sz -2: expected 1 or more"},
+      {volume, {"readBox", file, "5", "0", "0", "2", "1", "1"}, "readBox: getBlock failed for v"},
+      {volume, {"readBox", dir.file("no/box.raw"), "0", "0", "0", "1", "1", "1"},
+       "readBox: cannot write " + dir.file("no/box.raw")},
+      {volume, {"writeBox", shortFile, "0", "0", "0", "3", "2", "1"}, "writeBox: " + shortFile + " holds 3 bytes, 24 needed"},
+      {volume, {"writeBox", file, "0", "0", "0", "1", "1", "1"}, "writeBox: cannot read " + file},
+      {readOnly, {"writeBox", oneSample, "0", "0", "0", "1", "1", "1"}, "writeBox: putBlock failed for v"},
+      {volume, {"writeBox", shortFile, "0", "0", "0", "1", "1"}, "writeBox: expected FILE ox oy oz nx ny nz"},
+      {ramp, {"preview", png, "w", "0"}, "preview: bad axis \"w\": expected x, y or z"},
+      {ramp, {"preview", png, "z", "4"}, "preview: index 4 out of range 0..3 for axis z"},
+      {ramp, {"preview", png, "x", "-1"}, "preview: index -1 out of range 0..7 for axis x"},
+      {ramp, {"preview", png, "z", "1.5"}, "preview: bad INDEX \"1.5\": expected an integer"},
+      {ramp, {"preview", png, "z", "0", "0"}, "preview: bad SUBSAMPLING 0: expected 1 or more"},
+      {ramp, {"preview", png}, "preview: expected FILE.png AXIS INDEX ?SUBSAMPLING?"},
+      {servesNothing, {"preview", png, "z", "0"}, "preview: getBlock failed"},
+      {volume, {"saveParameters"}, "saveParameters: v cannot save its parameters"}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(tcl.run(c.object, Words{"v"} + c.words), TCL_ERROR) << c.error;
+    EXPECT_EQ(tcl.result(), c.error);
+  }
+  EXPECT_FALSE(fileExists(file));
   EXPECT_FALSE(fileExists(png));
+  EXPECT_EQ(tcl.run(volume, {"vol", "frobnicate"}), TCL_ERROR);
+  EXPECT_EQ(tcl.result().rfind("unknown command \"frobnicate\"; known: getDims, getNDataVar, getPrimType, isWritable, "
+                               "readBox, writeBox, saveParameters, preview, getBoundingBox",
+                               0),
+            0u)
+      << tcl.result();
+}
+
+// saveParameters hands the object's own bundle to an object that can save it.
+TEST_F(DataCommandsTest, SaveParametersHandsOverTheObjectsOwnBundle) {
+  struct ParameterSaver : Lattice {
+    bool canSaveParameters() const override { return true; }
+    int saveParameters(const UxParamBundle& params) override {
+      savedFrom = &params;
+      return result;
+    }
+    const UxParamBundle* savedFrom = nullptr;
+    int result = 1;
+  } saver;
+  EXPECT_EQ(tcl.run(saver, {"s", "saveParameters"}), TCL_OK);
+  EXPECT_EQ(saver.savedFrom, &saver.parameters());
+  saver.result = 0;
+  EXPECT_EQ(tcl.run(saver, {"s", "saveParameters"}), TCL_ERROR);
+  EXPECT_EQ(tcl.result(), "saveParameters: saving the parameters of s failed");
 }
 
 }  // namespace

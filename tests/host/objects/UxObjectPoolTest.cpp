@@ -47,76 +47,60 @@ class PoolTest : public ::testing::Test {
   std::vector<std::string> deaths;
 };
 
-TEST(UxBaseReferences, AnObjectNeverRefedIsDeletedByOneUnref) {
+TEST(UxBaseReferences, TheLastUnrefDeletesAnObjectNeverRefedByOne) {
   std::vector<std::string> deaths;
   (new Probe(&deaths, "once"))->unref();
-  EXPECT_EQ(deaths, std::vector<std::string>{"once"});
-}
-
-TEST(UxBaseReferences, TheLastUnrefDeletes) {
-  std::vector<std::string> deaths;
   auto* probe = new Probe(&deaths, "shared");
   probe->ref();
   probe->ref();
   probe->unref();
-  EXPECT_TRUE(deaths.empty());
   EXPECT_EQ(probe->getRefCount(), 1);
+  EXPECT_EQ(deaths, std::vector<std::string>{"once"});
   probe->unref();
-  EXPECT_EQ(deaths, std::vector<std::string>{"shared"});
+  EXPECT_EQ(deaths, (std::vector<std::string>{"once", "shared"}));
 }
 
-TEST_F(PoolTest, TakenNamesGetANumberBeforeTheExtension) {
-  const char* const wanted[] = {"head.km", "head.km", "head.km", "Volume", "Volume", "", ""};
-  const char* const expected[] = {"head.km", "head2.km", "head3.km", "Volume", "Volume2",
-                                  "Object", "Object2"};
-  for (int i = 0; i < 7; ++i) {
+// A taken name gets a number before its extension (a number already there is
+// replaced, a leading dot is no extension); names the observer reserves are
+// not used; the label follows the name.
+TEST_F(PoolTest, NamesAreMadeUnique) {
+  observer.reserved = {"list", "list2"};
+  const std::pair<const char*, const char*> names[] = {
+      {"head.km", "head.km"}, {"head.km", "head2.km"}, {"head.km", "head3.km"}, {"Volume", "Volume"},
+      {"Volume", "Volume2"},  {"", "Object"},          {"", "Object2"},         {"scan2.raw", "scan2.raw"},
+      {"scan2.raw", "scan3.raw"}, {".hidden", ".hidden"}, {".hidden", ".hidden2"}, {"list", "list3"}};
+  for (const auto& [wanted, got] : names) {
     auto* probe = new Probe;
-    EXPECT_STREQ(pool->add(probe, wanted[i]), expected[i]);
-    EXPECT_STREQ(probe->getLabel(), expected[i]) << "the label follows the name";
+    EXPECT_STREQ(pool->add(probe, wanted), got);
+    EXPECT_STREQ(probe->getLabel(), got);
   }
 }
 
-TEST_F(PoolTest, ANumberAlreadyInTheNameIsReplacedNotExtended) {
-  pool->add(new Probe, "scan2.raw");
-  EXPECT_STREQ(pool->add(new Probe, "scan2.raw"), "scan3.raw");
-  pool->add(new Probe, ".hidden");
-  EXPECT_STREQ(pool->add(new Probe, ".hidden"), ".hidden2") << "a leading dot is no extension";
-}
-
-TEST_F(PoolTest, NamesTheObserverReservesAreNotUsed) {
-  observer.reserved = {"list", "list2"};
-  EXPECT_STREQ(pool->add(new Probe, "list"), "list3");
-}
-
-TEST_F(PoolTest, ThePoolHoldsOneReferenceAndDropsItOnRemove) {
+// The pool holds one reference, dropped on remove; the observer hears of every
+// change while the object still lives; removeAll goes newest first.
+TEST_F(PoolTest, ThePoolHoldsOneReferenceAndTellsTheObserver) {
   auto* kept = new Probe(&deaths, "kept");
   kept->ref();
+  const unsigned long before = pool->getAdditionCount();
   pool->add(kept, "kept");
   pool->add(kept, "again");
+  EXPECT_EQ(pool->getAdditionCount(), before + 1);
+  EXPECT_EQ(pool->getNewest(), kept);
   EXPECT_EQ(kept->getRefCount(), 2) << "adding twice refs once";
   EXPECT_EQ(pool->size(), 1);
-  EXPECT_EQ(pool->remove("kept"), 1);
+  pool->rename(kept, "renamed");
+  EXPECT_EQ(pool->remove("renamed"), 1);
   EXPECT_TRUE(deaths.empty());
   kept->unref();
-  EXPECT_EQ(deaths, std::vector<std::string>{"kept"});
-  EXPECT_EQ(pool->remove("kept"), 0);
+  EXPECT_EQ(pool->remove("renamed"), 0);
   EXPECT_EQ(pool->remove(static_cast<UxObject*>(nullptr)), 0);
   EXPECT_EQ(pool->add(nullptr, "x"), nullptr);
-}
-
-TEST_F(PoolTest, ObserverHearsOfEveryChangeWhileTheObjectStillLives) {
-  auto* probe = new Probe(&deaths);
-  pool->add(probe, "a");
-  pool->rename(probe, "b");
-  pool->remove(probe);
-  EXPECT_EQ(observer.events, (std::vector<std::string>{"+a", "a>b", "-b"}));
-  EXPECT_EQ(deaths, std::vector<std::string>{"b"});
-}
-
-TEST_F(PoolTest, RemoveAllGoesNewestFirst) {
   for (const char* name : {"first", "second", "third"}) pool->add(new Probe(&deaths), name);
+  pool->remove(pool->find("second"));
   pool->removeAll();
-  EXPECT_EQ(deaths, (std::vector<std::string>{"third", "second", "first"}));
+  EXPECT_EQ(deaths, (std::vector<std::string>{"renamed", "second", "third", "first"}));
+  EXPECT_EQ(observer.events, (std::vector<std::string>{"+kept", "kept>renamed", "-renamed", "+first", "+second",
+                                                       "+third", "-second", "-third", "-first"}));
   EXPECT_EQ(pool->size(), 0);
 }
 
@@ -134,41 +118,29 @@ TEST_F(PoolTest, RenamingKeepsNamesUniqueAndMayKeepTheOwnName) {
   EXPECT_EQ(pool->rename(&stranger, "x"), nullptr);
 }
 
-TEST_F(PoolTest, RegisterDataPrefersGivenNameThenLabelThenFileThenType) {
-  auto* named = new Probe(nullptr, "label");
-  UxData::registerData(named, "/data/file.km", "given");
-  auto* labelled = new Probe(nullptr, "label");
-  UxData::registerData(labelled, "/data/file.km", nullptr);
-  auto* fromFile = new Probe;
-  UxData::registerData(fromFile, "/data/file.km", nullptr);
-  auto* bare = new Probe;
-  UxData::registerData(bare, nullptr, nullptr);
-  EXPECT_STREQ(pool->nameOf(named), "given");
-  EXPECT_STREQ(pool->nameOf(labelled), "label");
-  EXPECT_STREQ(pool->nameOf(fromFile), "file.km");
-  EXPECT_STREQ(pool->nameOf(bare), "UxData");
-}
-
-TEST_F(PoolTest, RegisterDataRecordsTheFileAsLoadCommandUnlessOneIsSet) {
-  auto* fresh = new Probe;
-  UxData::registerData(fresh, "/data/file.km", nullptr);
-  EXPECT_STREQ(fresh->getLoadCmd(), "/data/file.km");
-  EXPECT_EQ(fresh->isLoadCmdScript(), 0);
-  auto* scripted = new Probe;
-  scripted->setLoadCmd("create Thing", 1);
-  UxData::registerData(scripted, "/data/other.km", nullptr);
-  EXPECT_STREQ(scripted->getLoadCmd(), "create Thing");
+// registerData names by the given name, then the label, the file, the type;
+// it records the file as the load command unless one is set.
+TEST_F(PoolTest, RegisterDataNamesTheObjectAndRecordsHowToLoadIt) {
+  Probe* probes[] = {new Probe(nullptr, "label"), new Probe(nullptr, "label"), new Probe, new Probe, new Probe};
+  probes[4]->setLoadCmd("create Thing", 1);
+  const struct {
+    const char* file;
+    const char* given;
+    const char* name;
+    const char* loadCommand;
+  } cases[] = {{"/data/file.km", "given", "given", "/data/file.km"},
+               {"/data/file.km", nullptr, "label", "/data/file.km"},
+               {"/data/file.km", nullptr, "file.km", "/data/file.km"},
+               {nullptr, nullptr, "UxData", ""},
+               {"/data/other.km", nullptr, "other.km", "create Thing"}};
+  for (int i = 0; i < 5; ++i) {
+    UxData::registerData(probes[i], cases[i].file, cases[i].given);
+    EXPECT_STREQ(pool->nameOf(probes[i]), cases[i].name);
+    EXPECT_STREQ(probes[i]->getLoadCmd(), cases[i].loadCommand);
+    EXPECT_EQ(probes[i]->isLoadCmdScript(), i == 4 ? 1 : 0);
+  }
   UxData::registerData(nullptr, "/data/file.km", nullptr);
-  EXPECT_EQ(pool->size(), 2);
-}
-
-TEST_F(PoolTest, AdditionCountTellsWhetherSomethingWasAdded) {
-  const unsigned long before = pool->getAdditionCount();
-  auto* probe = new Probe;
-  pool->add(probe, "counted");
-  pool->add(probe, "counted");
-  EXPECT_EQ(pool->getAdditionCount(), before + 1);
-  EXPECT_EQ(pool->getNewest(), probe);
+  EXPECT_EQ(pool->size(), 5);
 }
 
 }  // namespace

@@ -64,53 +64,34 @@ TEST_F(ResourceTest, TheRegisteredReaderMakesThePooledObject) {
   EXPECT_EQ(UxObjectPool::getThePool()->find("head.km"), loaded);
   EXPECT_STREQ(loaded->getLoadCmd(), path.c_str());
   EXPECT_TRUE(console.lines.empty());
-}
-
-TEST_F(ResourceTest, LoadingTwiceGivesTwoObjectsWithDistinctNames) {
-  const std::string path = writeHeader("head.km", "ResourceTestVolume");
-  UxData* first = UxResource::loadData(path.c_str(), false);
-  UxData* second = UxResource::loadData(path.c_str(), false);
-  ASSERT_NE(second, nullptr);
-  EXPECT_NE(first, second);
-  EXPECT_STREQ(second->getLabel(), "head2.km");
-}
-
-TEST_F(ResourceTest, FailuresAreExplainedOnTheConsole) {
-  const std::string unknown = writeHeader("odd.km", "SomethingElse");
-  const std::string untyped = writeHeader("plain.km", nullptr);
-  const std::string missing = dir.file("absent.km");
-  EXPECT_EQ(UxResource::loadData(unknown.c_str(), false), nullptr);
-  EXPECT_EQ(UxResource::loadData(untyped.c_str(), false), nullptr);
-  EXPECT_EQ(UxResource::loadData(missing.c_str(), false), nullptr);
-  EXPECT_EQ(console.lines, (std::vector<std::string>{
-                               "load: no reader for content type \"SomethingElse\"",
-                               "load: no reader for content type \"\"",
-                               "load: cannot read " + missing}));
-}
-
-TEST_F(ResourceTest, AReaderThatFailsOrMakesNothingGivesNull) {
-  const std::string path = writeHeader("head.km", "ResourceTestVolume");
-  UxResource::registerReader("ResourceTestVolume", refuse);
-  EXPECT_EQ(UxResource::loadData(path.c_str(), false), nullptr);
-  UxResource::registerReader("ResourceTestVolume", acceptWithoutObject);
-  EXPECT_EQ(UxResource::loadData(path.c_str(), false), nullptr);
-  EXPECT_EQ(console.lines, (std::vector<std::string>{
-                               "load: the reader for \"ResourceTestVolume\" could not read " + path,
-                               "load: the reader made no data object from " + path}));
-  EXPECT_EQ(readerLog.calls, 0) << "a later registration replaces the earlier reader";
-}
-
-TEST_F(ResourceTest, QuietLoadsSayNothing) {
-  const std::string missing = dir.file("absent.km");
-  EXPECT_EQ(UxResource::loadData(missing.c_str(), true), nullptr);
-  EXPECT_TRUE(console.lines.empty());
-}
-
-TEST_F(ResourceTest, ANullReaderRemovesTheRegistration) {
   EXPECT_EQ(UxResource::findReader("ResourceTestVolume"), readVolume);
-  UxResource::registerReader("ResourceTestVolume", nullptr);
+  UxResource::registerReader("ResourceTestVolume", nullptr);  // a null reader removes the registration
   EXPECT_EQ(UxResource::findReader("ResourceTestVolume"), nullptr);
   EXPECT_EQ(UxResource::findReader(nullptr), nullptr);
+}
+
+// Failures are explained on the console, unless the load is quiet; a later
+// registration replaces the earlier reader.
+TEST_F(ResourceTest, FailuresAreExplainedOnTheConsole) {
+  const std::string head = writeHeader("head.km", "ResourceTestVolume"), missing = dir.file("absent.km");
+  const struct {
+    std::string path;
+    UxDataReader reader;
+    bool quiet;
+    std::string message;
+  } cases[] = {{writeHeader("odd.km", "SomethingElse"), readVolume, false, "load: no reader for content type \"SomethingElse\""},
+               {writeHeader("plain.km", nullptr), readVolume, false, "load: no reader for content type \"\""},
+               {missing, readVolume, false, "load: cannot read " + missing},
+               {missing, readVolume, true, ""},
+               {head, refuse, false, "load: the reader for \"ResourceTestVolume\" could not read " + head},
+               {head, acceptWithoutObject, false, "load: the reader made no data object from " + head}};
+  for (const auto& c : cases) {
+    console.lines.clear();
+    UxResource::registerReader("ResourceTestVolume", c.reader);
+    EXPECT_EQ(UxResource::loadData(c.path.c_str(), c.quiet), nullptr);
+    EXPECT_EQ(console.lines, c.message.empty() ? std::vector<std::string>{} : std::vector<std::string>{c.message});
+  }
+  EXPECT_EQ(readerLog.calls, 0);
 }
 
 }  // namespace

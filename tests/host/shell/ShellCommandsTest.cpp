@@ -7,98 +7,51 @@
 
 namespace {
 
-// Runs each command under catch and prints its message, one per line.
-std::string messagesOf(const std::vector<std::string>& commands) {
-  std::string script;
-  for (const std::string& command : commands)
-    script += "catch {" + command + "} message; puts $message\n";
-  return script;
-}
-
-TEST(ShellCommands, WrongWordCountsAnswerWithTheUsage) {
-  const ShellRun run = KorinProcess().runScript(messagesOf({
-      "load",
-      "create",
-      "create A b c",
-      "remove x y",
-      "packages all",
-      "answer",
-      "newLattice -ondisk 1 uint8 4 4",
-      "newLattice -ondisk 1 uint8 4 4 4 0 1",
-      "exit 1 2",
-  }));
+// Each command run under catch, its message printed: usages for wrong word
+// counts, and the exact refusals.
+TEST(ShellCommands, RefusalsAnswerWithTheirReason) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"load", "load: expected FILE"},
+      {"create", "create: expected TYPE ?NAME?"},
+      {"create A b c", "create: expected TYPE ?NAME?"},
+      {"remove x y", "remove: expected NAME"},
+      {"packages all", "packages: expected no arguments"},
+      {"answer", "answer: expected KIND ?WORD ...?"},
+      {"newLattice -ondisk 1 uint8 4 4", "newLattice: expected -ondisk NDATAVAR TYPE X Y Z ?xmin xmax ymin ymax zmin zmax?"},
+      {"newLattice -ondisk 1 uint8 4 4 4 0 1",
+       "newLattice: expected -ondisk NDATAVAR TYPE X Y Z ?xmin xmax ymin ymax zmin zmax?"},
+      {"exit 1 2", "exit: expected ?CODE?"},
+      {"create Nope", "create: unknown type \"Nope\""},
+      {"create UxData", "create: type \"UxData\" cannot be created"},
+      {"create TbTypedObject mine", "create: type \"TbTypedObject\" cannot be created"},
+      {"remove ghost", "remove: no object \"ghost\""},
+      {"load /nonexistent.km", "load: cannot read /nonexistent.km\nload: cannot load /nonexistent.km"},
+      {"newLattice -ondisk 1 uint8 4 4 4", "newLattice: no package offers on-disk lattices"},
+      {"newLattice -inmemory 1 uint8 4 4 4", "newLattice: unknown kind \"-inmemory\": expected -ondisk"},
+      {"newLattice -ondisk one uint8 4 4 4", "newLattice: bad NDATAVAR \"one\": expected an integer"},
+      {"newLattice -ondisk 1 uint8 4 4 4 0 1 0 1 0 high", "newLattice: bad zmax \"high\": expected a number"},
+      {"answer dialog maybe", "answer: unknown kind \"dialog\": expected warning, file, raw, image or question"}};
+  std::string script = "puts \"<[list]> <[packages]>\"\n", expected = "<> <>\n";
+  for (const auto& c : cases) {
+    script += std::string("catch {") + c.first + "} message; puts $message\n";
+    expected += std::string(c.second) + "\n";
+  }
+  const ShellRun run = KorinProcess().runScript(script);
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out,
-            "load: expected FILE\n"
-            "create: expected TYPE ?NAME?\n"
-            "create: expected TYPE ?NAME?\n"
-            "remove: expected NAME\n"
-            "packages: expected no arguments\n"
-            "answer: expected KIND ?WORD ...?\n"
-            "newLattice: expected -ondisk NDATAVAR TYPE X Y Z ?xmin xmax ymin ymax zmin zmax?\n"
-            "newLattice: expected -ondisk NDATAVAR TYPE X Y Z ?xmin xmax ymin ymax zmin zmax?\n"
-            "exit: expected ?CODE?\n");
+  EXPECT_EQ(run.out, expected);
 }
 
-TEST(ShellCommands, ListAndLoadLeaveTclsOwnMeaningsReachable) {
+// list and load keep Tcl's own meanings; answer queues the known kinds.
+TEST(ShellCommands, ListLoadAndAnswer) {
   const ShellRun run = KorinProcess().runScript(
       "proc emptyList {} { return [list] }\n"
       "puts <[list a {b c}]><[emptyList]><[namespace eval ::x {list}]>\n"
       "catch {load lib.so Prefix} message\n"
-      "puts [string match {couldn't load file \"lib.so\"*} $message]\n");
+      "puts [string match {couldn't load file \"lib.so\"*} $message]\n"
+      "answer warning \"Yes to All\"; answer file /tmp/x.km; answer question yes; answer raw; answer image a.png b.png\n"
+      "puts queued\n");
   EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_EQ(run.out, "<a {b c}><><>\n1\n");
-}
-
-TEST(ShellCommands, AnswerQueuesTheKnownKindsOnly) {
-  const ShellRun run = KorinProcess().runScript(
-      "answer warning \"Yes to All\"\n"
-      "answer file /tmp/x.km\n"
-      "answer question yes\n"
-      "answer raw\n"
-      "answer image a.png b.png\n"
-      "puts queued\n"
-      "answer dialog maybe\n");
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.out, "queued\n");
-  EXPECT_EQ(run.err.substr(0, run.err.find('\n')),
-            "answer: unknown kind \"dialog\": expected warning, file, raw, image or question");
-}
-
-TEST(ShellCommands, CreateNeedsARegisteredTypeWithAFactory) {
-  const ShellRun run = KorinProcess().runScript(messagesOf({
-      "create Nope",
-      "create UxData",
-      "create TbTypedObject mine",
-  }));
-  EXPECT_EQ(run.out,
-            "create: unknown type \"Nope\"\n"
-            "create: type \"UxData\" cannot be created\n"
-            "create: type \"TbTypedObject\" cannot be created\n");
-}
-
-TEST(ShellCommands, AnEmptyShellHasNoObjectsAndNoPackages) {
-  const ShellRun run = KorinProcess().runScript(
-      "puts \"<[list]> <[packages]>\"\n" + messagesOf({"remove ghost", "load /nonexistent.km"}));
-  EXPECT_EQ(run.out,
-            "<> <>\n"
-            "remove: no object \"ghost\"\n"
-            "load: cannot read /nonexistent.km\n"
-            "load: cannot load /nonexistent.km\n");
-}
-
-TEST(ShellCommands, NewLatticeNeedsAPackageThatOffersIt) {
-  const ShellRun run = KorinProcess().runScript(messagesOf({
-      "newLattice -ondisk 1 uint8 4 4 4",
-      "newLattice -inmemory 1 uint8 4 4 4",
-      "newLattice -ondisk one uint8 4 4 4",
-      "newLattice -ondisk 1 uint8 4 4 4 0 1 0 1 0 high",
-  }));
-  EXPECT_EQ(run.out,
-            "newLattice: no package offers on-disk lattices\n"
-            "newLattice: unknown kind \"-inmemory\": expected -ondisk\n"
-            "newLattice: bad NDATAVAR \"one\": expected an integer\n"
-            "newLattice: bad zmax \"high\": expected a number\n");
+  EXPECT_EQ(run.out, "<a {b c}><><>\n1\nqueued\n");
 }
 
 }  // namespace

@@ -51,23 +51,18 @@ TerminalRun runAtTerminal(const std::string& typed) {
   return result;
 }
 
+// The session is marked interactive; the shell prompts (with a continuation
+// prompt until a command is complete), prints results and errors, and keeps
+// going after an error until the input ends.
 TEST(ShellInteractive, PromptsAnswersAndSurvivesErrors) {
   // \x04 at the start of a line is the terminal's end of input.
   // Outputs are made so that the echoed input cannot contain them.
   const TerminalRun run = runAtTerminal(
       "set x 6\nexpr {$x * 7}\nerror [string cat oo ps]\nif {1} {\nputs [string toupper in]\n}\n"
-      "\x04");
+      "puts [string repeat $tcl_interactive 3]\n\x04");
   EXPECT_EQ(run.status, 0) << run.screen;
-  EXPECT_NE(run.screen.find("korin> "), std::string::npos) << run.screen;
-  EXPECT_NE(run.screen.find("42\r\n"), std::string::npos) << run.screen;
-  EXPECT_NE(run.screen.find("oops\r\n"), std::string::npos) << run.screen;
-  EXPECT_NE(run.screen.find("> IN\r\n"), std::string::npos)
-      << "a continuation prompt until the command is complete: " << run.screen;
-}
-
-TEST(ShellInteractive, TheSessionIsMarkedInteractive) {
-  const TerminalRun run = runAtTerminal("puts [string repeat $tcl_interactive 3]\n\x04");
-  EXPECT_NE(run.screen.find("111\r\n"), std::string::npos) << run.screen;
+  for (const char* shown : {"korin> ", "42\r\n", "oops\r\n", "> IN\r\n", "111\r\n"})
+    EXPECT_NE(run.screen.find(shown), std::string::npos) << shown << " in " << run.screen;
 }
 
 }  // namespace
