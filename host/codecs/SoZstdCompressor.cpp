@@ -45,6 +45,8 @@ SoType SoZstdCompressor::getTypeId() const { return getClassTypeId(); }
 
 SbString SoZstdCompressor::getCompressorName() const { return SbString("zstd"); }
 
+int SoZstdCompressor::getCompressionLevel() const { return compressionLevel; }
+
 bool SoZstdCompressor::compress(const void* in, size_t inBytes,
                                 std::vector<unsigned char>& out) const {
   out.clear();
