@@ -14,6 +14,7 @@
 #include "ConvertTestSupport.h"
 #include "diskdata/UxDiskData.h"
 #include "host/codecs/SoDataCompressors.h"
+#include "host/formats/UxFileFormat.h"
 #include "host/dialogs/UxQuestionAnswerer.h"
 #include "host/packages/UxResource.h"
 #include "host/console/UxWorkArea.h"
@@ -42,6 +43,8 @@ class ConvertEnvironment : public ::testing::Environment {
     UxResource::registerReader("UxDiskData", &UxDiskData::readKorinMesh);
     // Progress as console lines whether or not the run has a terminal.
     UxWorkArea::getTheWorkArea()->setDisplay(UxWorkArea::PLAIN);
+    // Disk data unless a test installs its own tiled converter (TiledDouble).
+    for (const char* label : {"Raw Data", "PNG", "TIFF", "JPEG", "BMP"}) UxFileFormat::setLdaConvertible(label, false);
   }
   void TearDown() override {
     UxResource::registerReader("UxDiskData", nullptr);
