@@ -11,8 +11,10 @@
 
 namespace {
 
+// Every byte equals the one before it, and the first is zero.
 bool allZero(const std::vector<unsigned char>& bytes) {
-  return std::all_of(bytes.begin(), bytes.end(), [](unsigned char b) { return b == 0; });
+  return bytes.empty() ||
+         (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
 }
 
 // 0 when every byte reached the file, else the errno that stopped it.
@@ -61,7 +63,7 @@ LdaChunkWorkers::Bytes LdaChunkWorkers::takeBuffer(size_t bytes) {
       spare.pop_back();
     }
   }
-  buffer.assign(bytes, 0);
+  buffer.resize(bytes);
   return buffer;
 }
 

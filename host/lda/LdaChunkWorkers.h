@@ -31,7 +31,7 @@ class LdaChunkWorkers {
   LdaChunkWorkers(const LdaChunkWorkers&) = delete;
   LdaChunkWorkers& operator=(const LdaChunkWorkers&) = delete;
 
-  // A buffer of `bytes` bytes, all zero.
+  // A buffer of `bytes` bytes, of unspecified content.
   Bytes takeBuffer(size_t bytes);
   bool submit(std::string key, Bytes bytes);
   bool finish();

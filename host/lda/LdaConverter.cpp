@@ -25,8 +25,16 @@ namespace {
 
 const int kMinTileSize = 8;
 const int kMaxTileSize = 512;
-// Chunks waiting for a worker, per worker: enough to keep every core busy.
+// Chunks waiting for a worker, per worker, at the least.
 const int kQueuedPerWorker = 4;
+
+// Half a level-0 slab of chunks may wait: enough to keep the workers busy
+// while the next slab is read and reduced, and memory still bounded.
+int queueLength(const LdaLayout& layout, int threads) {
+  const LdaLevel& base = layout.levels[0];
+  const int perSlab = base.chunkCount(0) * base.chunkCount(1) * (layout.hasChannelAxis() ? layout.nDataVar : 1);
+  return std::max(threads * kQueuedPerWorker, perSlab / 2);
+}
 
 UxMessage& console() { return *UxMessage::getTheMsg(); }
 
@@ -102,7 +110,7 @@ enum Outcome { FAILED = 0, DONE = 1, CANCELLED = -1 };
 // Streams the source through the pyramid into the folder, a slab at a time.
 Outcome writeLevels(LdaSlabSource& source, LdaPyramidWriter& writer, int tileSize,
                     std::string& why) {
-  if (!writer.allocate()) {
+  if (!writer.allocate(!source.mapsSlices())) {
     why = writer.error();
     return FAILED;
   }
@@ -111,8 +119,10 @@ Outcome writeLevels(LdaSlabSource& source, LdaPyramidWriter& writer, int tileSiz
   for (int z = 0; z < depth; z += tileSize) {
     if (work->checkInterrupt(1)) return CANCELLED;
     const int count = std::min(tileSize, depth - z);
-    if (!source.read(z, count, writer.level0Slab())) return FAILED;
-    if (!writer.addLevel0Slab(count)) {
+    const unsigned char* slab = source.mapsSlices() ? source.map(z, count) : writer.level0Slab();
+    if (!slab || (!source.mapsSlices() && !source.read(z, count, writer.level0Slab())))
+      return FAILED;
+    if (!writer.addLevel0Slab(slab, count)) {
       why = writer.error();
       return FAILED;
     }
@@ -130,7 +140,7 @@ Outcome writeStore(LdaSlabSource& source, const LdaStoreSettings& settings, int 
   const LdaLayout layout(source.dims, source.nDataVar, source.primType, tileSize);
   if (!writeLdaMetadata(folder, layout, settings, why)) return FAILED;
   const int threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  LdaChunkWorkers workers(settings.codec, folder, threads, threads * kQueuedPerWorker);
+  LdaChunkWorkers workers(settings.codec, folder, threads, queueLength(layout, threads));
   LdaPyramidWriter writer(layout, settings.sampling, workers, folder);
   return writeLevels(source, writer, tileSize, why);
 }

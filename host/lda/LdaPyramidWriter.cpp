@@ -36,11 +36,12 @@ LdaPyramidWriter::LdaPyramidWriter(const LdaLayout& storeLayout, int samplingTyp
                                    LdaChunkWorkers& chunkWorkers, std::string folder)
     : layout(storeLayout), sampling(samplingType), workers(chunkWorkers), root(std::move(folder)) {}
 
-bool LdaPyramidWriter::allocate() {
+bool LdaPyramidWriter::allocate(bool ownLevel0) {
   try {
     levels.resize(layout.numLevels());
     for (int level = 0; level < layout.numLevels(); ++level) {
-      levels[level].slab.resize(sliceBytes(level) * layout.tileSize);
+      if (level > 0 || ownLevel0) levels[level].slab.resize(sliceBytes(level) * layout.tileSize);
+      levels[level].slices = levels[level].slab.data();
       levels[level].carry.resize(sliceBytes(level));
     }
     return true;
@@ -51,7 +52,8 @@ bool LdaPyramidWriter::allocate() {
   }
 }
 
-bool LdaPyramidWriter::addLevel0Slab(int count) {
+bool LdaPyramidWriter::addLevel0Slab(const unsigned char* slab, int count) {
+  levels[0].slices = slab;
   levels[0].filled = count;
   return flush(0, false);
 }
@@ -68,7 +70,7 @@ bool LdaPyramidWriter::flush(int level, bool last) {
   LevelState& state = levels[level];
   if (state.filled > 0 && !writeChunks(level)) return false;
   const size_t slice = sliceBytes(level);
-  const unsigned char* slab = state.slab.data();
+  const unsigned char* slab = state.slices;
   int next = 0;
   if (level + 1 < layout.numLevels()) {
     if (state.hasCarry && state.filled > 0) {
@@ -137,7 +139,7 @@ bool LdaPyramidWriter::writeChunks(int level) {
 }
 
 // The chunk's part of the slab, one component, padded with zeros past the
-// level's edge (the buffer comes zeroed).
+// level's edge.
 void LdaPyramidWriter::copyChunk(int level, int component, int iy, int ix,
                                  unsigned char* chunk) const {
   const LdaLevel& shape = layout.levels[level];
@@ -147,7 +149,9 @@ void LdaPyramidWriter::copyChunk(int level, int component, int iy, int ix,
   const int y0 = iy * shape.chunk[1];
   const int width = std::min(shape.chunk[0], shape.dims[0] - x0);
   const int height = std::min(shape.chunk[1], shape.dims[1] - y0);
-  const unsigned char* slab = levels[level].slab.data() + component * elementBytes;
+  const unsigned char* slab = levels[level].slices + component * elementBytes;
+  if (width < shape.chunk[0] || height < shape.chunk[1] || levels[level].filled < shape.chunk[2])
+    std::memset(chunk, 0, layout.chunkBytes(level));
   for (int z = 0; z < levels[level].filled; ++z)
     for (int y = 0; y < height; ++y) {
       const size_t sample = (static_cast<size_t>(z) * shape.dims[1] + y0 + y) * shape.dims[0] + x0;

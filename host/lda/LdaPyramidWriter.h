@@ -2,8 +2,9 @@
 // LdaPyramidWriter: turns the level-0 slabs of a volume into the chunks of
 // every level of an lda store.
 //
-// The caller fills level0Slab() with up to tileSize z slices at a time, in
-// order, and calls addLevel0Slab; after the last slab, finish. Each level
+// The caller hands over up to tileSize level-0 z slices at a time, in order,
+// with addLevel0Slab (from level0Slab(), or from memory of its own when it
+// allocated with ownLevel0 false); after the last slab, finish. Each level
 // keeps one slab of tileSize slices and one slice waiting for its pair: when a slab is complete its chunks go to the workers and its
 // slices, reduced in pairs, fill the slab of the next level, so memory stays
 // at about one slab per level whatever the volume's depth. Chunk folders are
@@ -21,15 +22,16 @@ class LdaPyramidWriter {
   LdaPyramidWriter(const LdaLayout& layout, int sampling, LdaChunkWorkers& workers,
                    std::string root);
 
-  bool allocate();
+  bool allocate(bool ownLevel0);
   unsigned char* level0Slab() { return levels[0].slab.data(); }
-  bool addLevel0Slab(int count);
+  bool addLevel0Slab(const unsigned char* slab, int count);
   bool finish();
   const std::string& error() const { return failure; }
 
  private:
   struct LevelState {
     std::vector<unsigned char> slab;
+    const unsigned char* slices = nullptr;  // the slab, or the caller's slices at level 0
     std::vector<unsigned char> carry;  // a slice still waiting for its pair
     bool hasCarry = false;
     int filled = 0;

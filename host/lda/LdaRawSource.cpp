@@ -1,6 +1,8 @@
 #include "host/lda/LdaRawSource.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
@@ -67,7 +69,42 @@ std::unique_ptr<LdaRawSource> LdaRawSource::open(const std::vector<std::string>&
 }
 
 LdaRawSource::~LdaRawSource() {
+  if (mapped) ::munmap(mapped, mappedBytes);
   if (fd >= 0) ::close(fd);
+}
+
+bool LdaRawSource::mapsSlices() const {
+  return files.size() == 1 && inputType == primType && littleEndian == TbCPUInfo::isLittleEndian();
+}
+
+// Pages of the file cache are mapped, not copied; the previous slab's are let go.
+const unsigned char* LdaRawSource::map(int first, int count) {
+  if (mapped) ::munmap(mapped, mappedBytes);
+  mapped = nullptr;
+  if (!mapsSlices()) return nullptr;
+  if (openFile != 0) {
+    openFile = 0;
+    fd = ::open(files[0].c_str(), O_RDONLY | O_CLOEXEC);
+  }
+  const int64_t start = headerBytes + static_cast<int64_t>(first) * sliceBytes();
+  const int64_t end = start + static_cast<int64_t>(count) * sliceBytes();
+  struct stat info;
+  if (fd < 0) {
+    say("Error: can't open %s", files[0]);
+    return nullptr;
+  }
+  if (::fstat(fd, &info) != 0 || info.st_size < end) {
+    UxMessage::getTheMsg()->printf("Error: %s ends before slice %d", files[0].c_str(), first + count - 1);
+    return nullptr;
+  }
+  const int64_t page = ::sysconf(_SC_PAGESIZE);
+  const int64_t aligned = start / page * page;
+  mappedBytes = static_cast<size_t>(end - aligned);
+  mapped = ::mmap(nullptr, mappedBytes, PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, aligned);
+  if (mapped != MAP_FAILED) return static_cast<const unsigned char*>(mapped) + (start - aligned);
+  mapped = nullptr;
+  say("Error: cannot map %s into memory", files[0]);
+  return nullptr;
 }
 
 nlohmann::json LdaRawSource::describe() const {

@@ -11,7 +11,8 @@
 // one of the six, the dims are not positive, the number of files is neither 1
 // nor the depth, or the first file is missing or too short. read fails with a
 // message for a file that cannot be opened or ends early. Files are read with
-// pread, a slab (or a slice per file) at a time; nothing is written to them.
+// pread, a slab (or a slice per file) at a time, or a single file that needs
+// no conversion is mapped a slab at a time; nothing is written to them.
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,6 +28,10 @@ class LdaRawSource : public LdaSlabSource {
   ~LdaRawSource() override;
 
   bool read(int first, int count, unsigned char* out) override;
+  // One file of the host's byte order and the stored type is mapped, a slab
+  // at a time, rather than copied.
+  bool mapsSlices() const override;
+  const unsigned char* map(int first, int count) override;
   nlohmann::json describe() const override;
 
  private:
@@ -42,4 +47,6 @@ class LdaRawSource : public LdaSlabSource {
   int openFile = -1;
   int fd = -1;
   std::vector<unsigned char> staging;  // one slice of doubles on their way to float
+  void* mapped = nullptr;
+  size_t mappedBytes = 0;
 };

@@ -16,11 +16,10 @@ template <> struct SumOf<double> { using type = double; };
 template <class T, class S>
 inline T meanOf(S sum, int shift) {
   if (shift == 0) return static_cast<T>(sum);
-  S quotient = sum >> shift;  // floors negative sums too
+  const S quotient = sum >> shift;  // floors negative sums too
   const S rest = sum - quotient * (S(1) << shift);
   const S half = S(1) << (shift - 1);
-  if (rest > half || (rest == half && (quotient & 1))) ++quotient;
-  return static_cast<T>(quotient);
+  return static_cast<T>(quotient + ((rest > half) | ((rest == half) & (quotient & 1))));
 }
 template <>
 inline float meanOf<float, double>(double sum, int shift) {
@@ -32,12 +31,27 @@ inline double meanOf<double, double>(double sum, int shift) {
 }
 
 // One coarse row from the `R` fine rows of its cells (1, 2 or 4: rows of one
-// or two slices, one or two rows each).
+// or two slices, one or two rows each). Single components, the common case,
+// get a loop the compiler can unroll and vectorise.
 template <class T, int R>
 void averageRow(const T* const* rows, T* out, int nx, int nc, int rowShift) {
   using S = typename SumOf<T>::type;
   const int pairs = nx / 2;
-  for (int ox = 0; ox < pairs; ++ox) {
+  if (nc == 1 && R == 4) {
+    const T *a = rows[0], *b = rows[1 % R], *c = rows[2 % R], *d = rows[3 % R];
+    for (int ox = 0; ox < pairs; ++ox) {
+      const int x = 2 * ox;
+      const S sum = ((S(a[x]) + S(a[x + 1])) + (S(b[x]) + S(b[x + 1]))) +
+                    ((S(c[x]) + S(c[x + 1])) + (S(d[x]) + S(d[x + 1])));
+      out[ox] = meanOf<T, S>(sum, 3);
+    }
+  }
+  for (int ox = 0; nc == 1 && R < 4 && ox < pairs; ++ox) {
+    S sum = 0;
+    for (int r = 0; r < R; ++r) sum += S(rows[r][2 * ox]) + S(rows[r][2 * ox + 1]);
+    out[ox] = meanOf<T, S>(sum, rowShift + 1);
+  }
+  for (int ox = 0; nc > 1 && ox < pairs; ++ox) {
     const int at = 2 * ox * nc;
     for (int c = 0; c < nc; ++c) {
       S sum = 0;

@@ -16,6 +16,12 @@ class LdaSlabSource {
   virtual ~LdaSlabSource() = default;
 
   virtual bool read(int first, int count, unsigned char* out) = 0;
+  // Sources that can hand out their slices in place (a file mapped into
+  // memory) say so; map then gives `count` slices from `first` on, valid
+  // until the next call of map or the source's end, or null after a console
+  // message.
+  virtual bool mapsSlices() const { return false; }
+  virtual const unsigned char* map(int /*first*/, int /*count*/) { return nullptr; }
   // What the store records of the input (files, shape, type, ...).
   virtual nlohmann::json describe() const = 0;
 
