@@ -1,7 +1,5 @@
 #include "host/lda/LdaMetadata.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -11,6 +9,7 @@
 
 #include "host/lda/LdaCodecs.h"
 #include "host/lda/LdaReduction.h"
+#include "host/lda/LdaStoreFolder.h"
 
 using nlohmann::json;
 
@@ -90,12 +89,6 @@ bool store(const std::string& folder, const std::string& name, const json& conte
   return status == 0;
 }
 
-bool makeFolder(const std::string& path, const std::string& key, std::string& why) {
-  if (::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
-  why = key + ": " + std::strerror(errno);
-  return false;
-}
-
 }  // namespace
 
 json shortestNumber(float value) {
@@ -118,10 +111,10 @@ bool writeLdaMetadata(const std::string& folder, const LdaLayout& layout,
     const std::string key = std::to_string(level);
     json array = arrayAttributes(layout, level);
     array["compressor"] = zarrCompressorEntry(settings.codec);
-    if (!makeFolder(folder + "/" + key, key, why) || !store(folder, key + "/.zarray", array, why))
+    if (!makeStoreSubfolder(folder, key, why) || !store(folder, key + "/.zarray", array, why))
       return false;
     for (int c = 0; layout.hasChannelAxis() && c < layout.nDataVar; ++c)
-      if (!makeFolder(folder + "/" + key + "/" + std::to_string(c), key, why)) return false;
+      if (!makeStoreSubfolder(folder, key + "/" + std::to_string(c), why)) return false;
   }
   return true;
 }

@@ -1,14 +1,12 @@
 #include "host/lda/LdaPyramidWriter.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <new>
 
 #include "host/base/TbCPUInfo.h"
 #include "host/lda/LdaReduction.h"
+#include "host/lda/LdaStoreFolder.h"
 #include "host/rawdata/TbRawData.h"
 
 namespace {
@@ -61,7 +59,9 @@ bool LdaPyramidWriter::addLevel0Slab(const unsigned char* slab, int count) {
 bool LdaPyramidWriter::finish() {
   for (int level = 0; level < layout.numLevels(); ++level)
     if (!flush(level, true)) return false;
-  return workers.finish() || (failure = workers.error(), false);
+  if (workers.finish()) return true;
+  failure = workers.error();
+  return false;
 }
 
 // Writes the level's slab and hands its slices, in pairs, to the next level.
@@ -108,21 +108,14 @@ bool LdaPyramidWriter::pushReduced(int level, const unsigned char* first,
   return flush(level + 1, false);
 }
 
-bool LdaPyramidWriter::makeFolder(const std::string& key) {
-  const std::string path = root + "/" + key;
-  if (::mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
-  failure = key + ": " + std::strerror(errno);
-  return false;
-}
-
 bool LdaPyramidWriter::writeChunks(int level) {
   const LdaLevel& shape = layout.levels[level];
   const int iz = levels[level].slabIndex;
   for (int component = 0; component < (layout.hasChannelAxis() ? layout.nDataVar : 1); ++component) {
     const std::string folder = layout.chunkFolder(level, component, iz);
-    if (!makeFolder(folder)) return false;
+    if (!makeStoreSubfolder(root, folder, failure)) return false;
     for (int iy = 0; iy < shape.chunkCount(1); ++iy) {
-      if (!makeFolder(folder + "/" + std::to_string(iy))) return false;
+      if (!makeStoreSubfolder(root, folder + "/" + std::to_string(iy), failure)) return false;
       for (int ix = 0; ix < shape.chunkCount(0); ++ix) {
         LdaChunkWorkers::Bytes chunk = workers.takeBuffer(layout.chunkBytes(level));
         copyChunk(level, component, iy, ix, chunk.data());

@@ -40,7 +40,6 @@ class LdaPyramidWriter {
 
   bool flush(int level, bool last);
   bool writeChunks(int level);
-  bool makeFolder(const std::string& key);
   bool pushReduced(int level, const unsigned char* first, const unsigned char* second);
   void copyChunk(int level, int component, int iy, int ix, unsigned char* chunk) const;
   size_t sliceBytes(int level) const { return layout.levels[level].sliceSamples() * layout.sampleBytes(); }

@@ -99,14 +99,14 @@ bool readTransforms(const json& list, size_t count, std::vector<double>& scale,
   return true;
 }
 
+// Zarr writes null for "none", and the non-finite floats as strings.
 bool readFillValue(const json& value, double& fill) {
-  if (value.is_null()) return (fill = 0.0), true;
-  if (value.is_number()) return (fill = value.get<double>()), true;
-  if (!value.is_string()) return false;
-  const std::string text = value.get<std::string>();
-  if (text == "NaN") fill = std::numeric_limits<double>::quiet_NaN();
-  else if (text == "Infinity") fill = std::numeric_limits<double>::infinity();
-  else if (text == "-Infinity") fill = -std::numeric_limits<double>::infinity();
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::string text = value.is_string() ? value.get<std::string>() : "";
+  if (value.is_null()) fill = 0.0;
+  else if (value.is_number()) fill = value.get<double>();
+  else if (text == "NaN") fill = std::numeric_limits<double>::quiet_NaN();
+  else if (text == "Infinity" || text == "-Infinity") fill = text[0] == '-' ? -infinity : infinity;
   else return false;
   return true;
 }
@@ -238,10 +238,14 @@ std::unique_ptr<LdaStore> LdaStore::open(const std::string& path, std::string& w
     std::vector<double> scale, translation;
     LdaStoredLevel level;
     TbPrimType type;
-    if (key.empty() || !readTransforms(dataset.value("coordinateTransformations", json()),
-                                       axes.count, scale, translation, why) ||
+    if (key.empty()) {
+      why = "a dataset has no path";
+      return nullptr;
+    }
+    if (!readTransforms(dataset.value("coordinateTransformations", json()), axes.count, scale,
+                        translation, why) ||
         !readArray(path + "/" + key, key, axes, level, type, why))
-      return key.empty() ? (why = "a dataset has no path", nullptr) : nullptr;
+      return nullptr;
     const int components = axes.channel >= 0 ? static_cast<int>(level.shape[axes.channel]) : 1;
     if (i == 0) {
       store->primType = type;

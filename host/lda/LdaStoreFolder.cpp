@@ -40,6 +40,12 @@ bool exchange(const std::string& from, const std::string& to) {
 
 }  // namespace
 
+bool makeStoreSubfolder(const std::string& root, const std::string& key, std::string& why) {
+  if (::mkdir((root + "/" + key).c_str(), 0755) == 0 || errno == EEXIST) return true;
+  why = key + ": " + std::strerror(errno);
+  return false;
+}
+
 bool removeStoreTree(const std::string& path) {
   std::error_code ignored;
   std::filesystem::remove_all(path, ignored);

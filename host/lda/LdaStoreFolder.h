@@ -28,5 +28,8 @@ class LdaStoreFolder {
   bool created = false;
 };
 
+// Makes the folder `key` below `root` unless it exists; false with `why` set
+// (the key and the system's reason).
+bool makeStoreSubfolder(const std::string& root, const std::string& key, std::string& why);
 // Removes a file, or a folder with everything in it; true when nothing is left.
 bool removeStoreTree(const std::string& path);

@@ -73,7 +73,7 @@ RAW_CASES = [  # codec, type, x y z, components, tile, sampling, header, byte or
     ("zstd", "uint16", (70, 45, 37), 1, 32, 1, 0, "little", False),
     ("lz4", "int16", (33, 65, 9), 1, 32, 1, 16, "big", False),
     ("zlib", "float", (40, 9, 35), 1, 32, 1, 0, "little", True),
-    ("none", "int32", (17, 40, 33), 3, 32, 1, 7, "big", True),
+    ("none", "int32", (17, 40, 33), 3, 9, 1, 7, "big", True),
     ("zstd", "uint8", (64, 64, 40), 2, 16, 0, 5, "little", False),
 ]
 
