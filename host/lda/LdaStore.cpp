@@ -205,6 +205,10 @@ bool readWholeFile(const std::string& path, std::vector<unsigned char>& bytes, b
 }  // namespace
 
 std::unique_ptr<LdaStore> LdaStore::open(const std::string& path, std::string& why) {
+  if (std::ifstream(path + "/zarr.json")) {
+    why = "Zarr version 3 stores are not supported";
+    return nullptr;
+  }
   json attributes;
   if (!parseFile(path + "/.zattrs", ".zattrs", attributes, why)) return nullptr;
   const json list = attributes.value("multiscales", json());

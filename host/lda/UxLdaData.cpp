@@ -65,7 +65,7 @@ TbTypeInfo* UxLdaData::getClassTypeId() {
 bool UxLdaData::isStoreFolder(const char* path) {
   if (!path || !*path) return false;
   const std::string folder(path);
-  return isFile(folder + "/.zattrs") || isFile(folder + "/.zgroup");
+  return isFile(folder + "/.zattrs") || isFile(folder + "/.zgroup") || isFile(folder + "/zarr.json");
 }
 
 UxData* UxLdaData::load(const char* path, bool quiet) {

@@ -23,7 +23,7 @@ class LdaStore;
 class UxLdaData : public UxExternalData {
  public:
   static UxData* load(const char* path, bool quiet);
-  // True for a folder that holds a Zarr group or its attributes.
+  // True for a folder that holds a Zarr group (of any version) or its attributes.
   static bool isStoreFolder(const char* path);
 
   ~UxLdaData() override;
