@@ -32,7 +32,8 @@ const int kQueuedPerWorker = 4;
 // while the next slab is read and reduced, and memory still bounded.
 int queueLength(const LdaLayout& layout, int threads) {
   const LdaLevel& base = layout.levels[0];
-  const int perSlab = base.chunkCount(0) * base.chunkCount(1) * (layout.hasChannelAxis() ? layout.nDataVar : 1);
+  const int components = layout.hasChannelAxis() ? layout.nDataVar : 1;
+  const int perSlab = base.chunkCount(0) * base.chunkCount(1) * components;
   return std::max(threads * kQueuedPerWorker, perSlab / 2);
 }
 

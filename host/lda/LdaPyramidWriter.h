@@ -5,12 +5,13 @@
 // The caller hands over up to tileSize level-0 z slices at a time, in order,
 // with addLevel0Slab (from level0Slab(), or from memory of its own when it
 // allocated with ownLevel0 false); after the last slab, finish. Each level
-// keeps one slab of tileSize slices and one slice waiting for its pair: when a slab is complete its chunks go to the workers and its
-// slices, reduced in pairs, fill the slab of the next level, so memory stays
-// at about one slab per level whatever the volume's depth. Chunk folders are
-// made here, below `root`; the level folders must exist. A call answers false
-// once anything failed (no memory for the slabs, a folder that cannot be
-// made, the workers' first failure); error() then says what.
+// keeps one slab of tileSize slices and one slice waiting for its pair: when
+// a slab is complete its chunks go to the workers and its slices, reduced in
+// pairs, fill the slab of the next level, so memory stays at about one slab
+// per level whatever the volume's depth. Chunk folders are made here, below
+// `root`; the level folders must exist. A call answers false once anything
+// failed (no memory for the slabs, a folder that cannot be made, the
+// workers' first failure); error() then says what.
 #include <string>
 #include <vector>
 
@@ -42,7 +43,9 @@ class LdaPyramidWriter {
   bool writeChunks(int level);
   bool pushReduced(int level, const unsigned char* first, const unsigned char* second);
   void copyChunk(int level, int component, int iy, int ix, unsigned char* chunk) const;
-  size_t sliceBytes(int level) const { return layout.levels[level].sliceSamples() * layout.sampleBytes(); }
+  size_t sliceBytes(int level) const {
+    return layout.levels[level].sliceSamples() * layout.sampleBytes();
+  }
 
   const LdaLayout& layout;
   const int sampling;

@@ -44,7 +44,8 @@ class ConvertEnvironment : public ::testing::Environment {
     // Progress as console lines whether or not the run has a terminal.
     UxWorkArea::getTheWorkArea()->setDisplay(UxWorkArea::PLAIN);
     // Disk data unless a test installs its own tiled converter (TiledDouble).
-    for (const char* label : {"Raw Data", "PNG", "TIFF", "JPEG", "BMP"}) UxFileFormat::setLdaConvertible(label, false);
+    for (const char* label : {"Raw Data", "PNG", "TIFF", "JPEG", "BMP"})
+      UxFileFormat::setLdaConvertible(label, false);
   }
   void TearDown() override {
     UxResource::registerReader("UxDiskData", nullptr);
