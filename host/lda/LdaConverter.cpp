@@ -120,9 +120,12 @@ Outcome writeLevels(LdaSlabSource& source, LdaPyramidWriter& writer, int tileSiz
   for (int z = 0; z < depth; z += tileSize) {
     if (work->checkInterrupt(1)) return CANCELLED;
     const int count = std::min(tileSize, depth - z);
-    const unsigned char* slab = source.mapsSlices() ? source.map(z, count) : writer.level0Slab();
-    if (!slab || (!source.mapsSlices() && !source.read(z, count, writer.level0Slab())))
-      return FAILED;
+    const unsigned char* slab = nullptr;
+    if (source.mapsSlices())
+      slab = source.map(z, count);
+    else if (source.read(z, count, writer.level0Slab()))
+      slab = writer.level0Slab();
+    if (!slab) return FAILED;
     if (!writer.addLevel0Slab(slab, count)) {
       why = writer.error();
       return FAILED;
