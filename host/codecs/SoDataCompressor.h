@@ -31,6 +31,9 @@ class SoDataCompressor {
   virtual SoType getTypeId() const = 0;
   // The short name a user picks the codec by ("zlib", "zstd", ...).
   virtual SbString getCompressorName() const = 0;
+  // The level the codec writes its streams at (for lz4 the acceleration),
+  // as numcodecs names it in a Zarr array's compressor settings.
+  virtual int getCompressionLevel() const = 0;
 
   // Replaces `out` with the compressed stream of `inBytes` bytes at `in`.
   virtual bool compress(const void* in, size_t inBytes, std::vector<unsigned char>& out) const = 0;

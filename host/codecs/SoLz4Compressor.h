@@ -1,16 +1,17 @@
 #pragma once
 // SoLz4Compressor: the "lz4" codec, the fastest to read back. A raw LZ4 block
-// records neither how long it was before compression nor any check of its
-// bytes, so each stream starts with a small header: the original length (8
-// bytes) and a CRC-32 of the block (4 bytes), both little-endian, followed by
-// one block. The CRC covers the compressed bytes, the fewer to check.
+// does not record how long it was before compression, so each stream starts
+// with that length as 4 little-endian bytes, followed by one block written at
+// acceleration 1: the framing numcodecs' LZ4 codec reads and writes, so
+// Python's zarr decodes these streams as they are. The block carries no
+// checksum: damage that still decodes to the right length goes unnoticed.
 //
 // Registration follows SoDataCompressor: initClass registers the base first,
 // then this type, once; getClassTypeId registers on first use and never
 // answers badType. compress and decompress keep the base's failure promises;
 // in addition compress refuses inputs larger than one LZ4 block can hold
 // (LZ4_MAX_INPUT_SIZE, just under 2 GiB), and decompress refuses a stream
-// whose recorded length or CRC does not match before writing anything.
+// whose recorded length does not match before writing anything.
 #include "host/codecs/SoDataCompressor.h"
 
 class SoLz4Compressor : public SoDataCompressor {
@@ -26,6 +27,8 @@ class SoLz4Compressor : public SoDataCompressor {
   bool decompress(const unsigned char* in, size_t inBytes, void* out,
                   size_t outBytes) const override;
 
+  int getCompressionLevel() const override;
+
   // Bytes of the header in front of the block.
-  static constexpr size_t headerBytes = 12;
+  static constexpr size_t headerBytes = 4;
 };

@@ -4,6 +4,9 @@
 
 namespace {
 
+// zlib's own default level, named so that it can be written down.
+constexpr int compressionLevel = 6;
+
 // zlib counts in uLong, which is narrower than size_t on some platforms.
 bool fitsULong(size_t bytes) { return bytes == static_cast<size_t>(static_cast<uLong>(bytes)); }
 
@@ -26,6 +29,8 @@ SoType SoZlibCompressor::getTypeId() const { return getClassTypeId(); }
 
 SbString SoZlibCompressor::getCompressorName() const { return SbString("zlib"); }
 
+int SoZlibCompressor::getCompressionLevel() const { return compressionLevel; }
+
 bool SoZlibCompressor::compress(const void* in, size_t inBytes,
                                 std::vector<unsigned char>& out) const {
   out.clear();
@@ -34,7 +39,7 @@ bool SoZlibCompressor::compress(const void* in, size_t inBytes,
   if (bound < inBytes || !resize(out, bound)) return false;
   uLongf written = bound;
   const int status = compress2(out.data(), &written, static_cast<const Bytef*>(nonNull(in)),
-                               static_cast<uLong>(inBytes), Z_DEFAULT_COMPRESSION);
+                               static_cast<uLong>(inBytes), compressionLevel);
   if (status != Z_OK) {
     out.clear();
     return false;

@@ -45,13 +45,16 @@ SoType SoZstdCompressor::getTypeId() const { return getClassTypeId(); }
 
 SbString SoZstdCompressor::getCompressorName() const { return SbString("zstd"); }
 
+int SoZstdCompressor::getCompressionLevel() const { return compressionLevel; }
+
 bool SoZstdCompressor::compress(const void* in, size_t inBytes,
                                 std::vector<unsigned char>& out) const {
   out.clear();
   if (!validBuffer(in, inBytes)) return false;
   const size_t bound = ZSTD_compressBound(inBytes);
   if (ZSTD_isError(bound) || !resize(out, bound)) return false;
-  const Context context = makeContext();
+  // One context per thread, kept: making one costs megabytes of fresh memory.
+  thread_local const Context context = makeContext();
   const size_t written =
       context ? ZSTD_compress2(context.get(), out.data(), out.size(), nonNull(in), inBytes) : 0;
   if (!context || ZSTD_isError(written)) {

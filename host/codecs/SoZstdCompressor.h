@@ -1,7 +1,9 @@
 #pragma once
 // SoZstdCompressor: the "zstd" codec, one Zstandard frame at level 3, the best
 // ratio for its speed on volume blocks. Each frame records its content size
-// and a checksum of the content, so damage is found rather than passed on.
+// and a checksum of the content, so damage is found rather than passed on;
+// numcodecs' Zstd codec reads the size from the frame, so Python's zarr
+// decodes these frames as they are.
 //
 // Registration follows SoDataCompressor: initClass registers the base first,
 // then this type, once; getClassTypeId registers on first use and never
@@ -18,6 +20,7 @@ class SoZstdCompressor : public SoDataCompressor {
 
   SoType getTypeId() const override;
   SbString getCompressorName() const override;
+  int getCompressionLevel() const override;
   bool compress(const void* in, size_t inBytes, std::vector<unsigned char>& out) const override;
   bool decompress(const unsigned char* in, size_t inBytes, void* out,
                   size_t outBytes) const override;

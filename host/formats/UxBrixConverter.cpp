@@ -1,17 +1,11 @@
 #include "host/formats/UxBrixConverter.h"
 
-#include "host/console/UxMessage.h"
+#include "host/lda/LdaConverter.h"
 
 namespace {
 
-int notAvailable(const TbDArray<const char*>&, const TbFilename&, const TbBox3f&, const TbVec3i&,
-                 const TbPrimType&, bool, int, int, bool, bool, int, int, int, const char*) {
-  UxMessage::getTheMsg()->printf("tiled conversion is not available in this host");
-  return 0;
-}
-
 UxBrixConverter::Implementation& current() {
-  static UxBrixConverter::Implementation implementation = notAvailable;
+  static UxBrixConverter::Implementation implementation = convertToLdaStore;
   return implementation;
 }
 
@@ -28,5 +22,5 @@ int UxBrixConverter::convertToLDA(const TbDArray<const char*>& files, const TbFi
 }
 
 void UxBrixConverter::setImplementation(Implementation implementation) {
-  current() = implementation ? implementation : notAvailable;
+  current() = implementation ? implementation : convertToLdaStore;
 }

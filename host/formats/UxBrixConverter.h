@@ -4,10 +4,10 @@
 //
 // convertToLDA hands its arguments to the installed implementation and
 // returns what that returns: 1 when the output was written, 0 on failure
-// (after a console message). This host has no tiled converter of its own: the
-// default implementation says so on the console and returns 0, without
-// touching any file. setImplementation installs another one (a later tiled
-// converter, or a test's double); null puts the default back.
+// (after a console message), -1 when cancelled. The default implementation
+// writes an lda store, a compressed multi-resolution OME-Zarr image
+// (host/lda/LdaConverter.h says what it promises). setImplementation
+// installs another one (a test's double); null puts the default back.
 #include "host/base/TbBox3f.h"
 #include "host/base/TbDArray.h"
 #include "host/base/TbFilename.h"

@@ -46,15 +46,17 @@ const char* const kBmpExtensions[] = {".bmp", nullptr};
 const char* const kDicomExtensions[] = {".dcm", nullptr};
 
 // Signatures are tried in this order; none of them is a prefix of another.
+// Raw volumes and the image formats the host decodes itself go through the
+// tiled converter unless disk data is asked for.
 UxFileFormat theFormats[] = {
-    {"Raw Data", false, kRawExtensions, nullptr},
+    {"Raw Data", true, kRawExtensions, nullptr},
     {"KorinMesh", false, kMeshExtensions, isKorinMesh},
-    {"JPEG", false, kJpegExtensions, isJpeg},
+    {"JPEG", true, kJpegExtensions, isJpeg},
     {"SGI", false, kSgiExtensions, isSgi},
-    {"TIFF", false, kTiffExtensions, isTiff},
+    {"TIFF", true, kTiffExtensions, isTiff},
     {"EPS", false, kEpsExtensions, isEps},
-    {"PNG", false, kPngExtensions, isPng},
-    {"BMP", false, kBmpExtensions, isBmp},
+    {"PNG", true, kPngExtensions, isPng},
+    {"BMP", true, kBmpExtensions, isBmp},
     {"DICOM", false, kDicomExtensions, isDicom},
 };
 

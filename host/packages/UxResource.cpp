@@ -8,6 +8,7 @@
 #include "host/mesh/KorinMesh.h"
 #include "host/objects/UxData.h"
 #include "host/console/UxMessage.h"
+#include "host/lda/UxLdaData.h"
 #include "host/objects/UxObjectPool.h"
 
 namespace {
@@ -47,6 +48,7 @@ UxDataReader UxResource::findReader(const char* contentType) {
 
 UxData* UxResource::loadData(const char* filename, bool quiet) {
   const std::string path = filename ? filename : "";
+  if (UxLdaData::isStoreFolder(path.c_str())) return UxLdaData::load(path.c_str(), quiet);
   std::unique_ptr<KorinMesh> mesh(KorinMesh::read(path.c_str()));
   if (!mesh) return failLoad(quiet, "load: cannot read " + path);
   TbString contentType;

@@ -1,0 +1,130 @@
+#include "host/lda/LdaChunkWorkers.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "host/codecs/SoDataCompressor.h"
+
+namespace {
+
+// Every byte equals the one before it, and the first is zero.
+bool allZero(const std::vector<unsigned char>& bytes) {
+  return bytes.empty() ||
+         (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
+}
+
+// 0 when every byte reached the file, else the errno that stopped it.
+int writeFile(const std::string& path, const unsigned char* data, size_t bytes) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return errno;
+  int status = 0;
+  while (bytes > 0 && status == 0) {
+    const ssize_t written = ::write(fd, data, bytes);
+    if (written > 0) {
+      data += written;
+      bytes -= static_cast<size_t>(written);
+    } else if (written == 0 || errno != EINTR) {
+      status = written == 0 ? ENOSPC : errno;
+    }
+  }
+  if (::close(fd) != 0 && status == 0) status = errno;
+  return status;
+}
+
+}  // namespace
+
+LdaChunkWorkers::LdaChunkWorkers(const SoDataCompressor* chunkCodec, std::string folder,
+                                 int count, int queued)
+    : codec(chunkCodec), root(std::move(folder)), maxQueued(std::max(queued, 1)) {
+  count = std::max(count, 1);
+  for (int i = 0; i < count; ++i) threads.emplace_back([this] { work(); });
+}
+
+LdaChunkWorkers::~LdaChunkWorkers() {
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    stopping = true;
+    queue.clear();
+  }
+  queueChanged.notify_all();
+  for (std::thread& thread : threads) thread.join();
+}
+
+LdaChunkWorkers::Bytes LdaChunkWorkers::takeBuffer(size_t bytes) {
+  Bytes buffer;
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!spare.empty()) {
+      buffer = std::move(spare.back());
+      spare.pop_back();
+    }
+  }
+  buffer.resize(bytes);
+  return buffer;
+}
+
+bool LdaChunkWorkers::submit(std::string key, Bytes bytes) {
+  std::unique_lock<std::mutex> lock(mutex);
+  queueChanged.wait(lock, [this] { return failed || queue.size() < maxQueued; });
+  if (failed) return false;
+  queue.push_back(Job{std::move(key), std::move(bytes)});
+  queueChanged.notify_all();
+  return true;
+}
+
+bool LdaChunkWorkers::finish() {
+  std::unique_lock<std::mutex> lock(mutex);
+  queueChanged.wait(lock, [this] { return queue.empty() && busy == 0; });
+  return !failed;
+}
+
+std::string LdaChunkWorkers::error() const {
+  std::lock_guard<std::mutex> lock(mutex);
+  return firstError;
+}
+
+void LdaChunkWorkers::fail(const std::string& why) {
+  std::lock_guard<std::mutex> lock(mutex);
+  if (!failed) firstError = why;
+  failed = true;
+  queue.clear();
+}
+
+void LdaChunkWorkers::work() {
+  Bytes compressed;
+  std::unique_lock<std::mutex> lock(mutex);
+  for (;;) {
+    queueChanged.wait(lock, [this] { return stopping || !queue.empty(); });
+    if (queue.empty()) return;  // stopping
+    Job job = std::move(queue.front());
+    queue.pop_front();
+    ++busy;
+    queueChanged.notify_all();
+    lock.unlock();
+    store(job, compressed);
+    lock.lock();
+    spare.push_back(std::move(job.bytes));
+    --busy;
+    queueChanged.notify_all();
+  }
+}
+
+void LdaChunkWorkers::store(const Job& job, Bytes& compressed) {
+  if (allZero(job.bytes)) return;
+  const unsigned char* data = job.bytes.data();
+  size_t bytes = job.bytes.size();
+  if (codec) {
+    if (!codec->compress(data, bytes, compressed)) {
+      fail(job.key + ": the codec refused the chunk");
+      return;
+    }
+    data = compressed.data();
+    bytes = compressed.size();
+  }
+  const int status = writeFile(root + "/" + job.key, data, bytes);
+  if (status != 0) fail(job.key + ": " + std::strerror(status));
+}

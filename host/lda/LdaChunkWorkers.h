@@ -1,0 +1,61 @@
+#pragma once
+// LdaChunkWorkers: compresses and writes the chunks of an lda store on all
+// cores while the converter reads and reduces the next slab.
+//
+// submit hands over one chunk (its key below `root` and its bytes, already in
+// the store's byte order); it blocks while `maxQueued` chunks wait, so memory
+// stays bounded whatever the volume's size. A chunk that holds only zero
+// bytes is not written: a reader takes a missing chunk as the fill value 0.
+// The first failure (a codec refusing its input, a file that cannot be
+// created or written, a full disk) is kept; later chunks are dropped, submit
+// answers false from then on, and finish answers false after waiting for the
+// threads to go idle. error() then tells which file failed and why. Buffers
+// handed back by takeBuffer are recycled ones, so steady work allocates none.
+// The destructor waits for the threads; chunks still queued are dropped.
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+class SoDataCompressor;
+
+class LdaChunkWorkers {
+ public:
+  using Bytes = std::vector<unsigned char>;
+
+  // codec null: chunks are stored as they are.
+  LdaChunkWorkers(const SoDataCompressor* codec, std::string root, int threads, int maxQueued);
+  ~LdaChunkWorkers();
+  LdaChunkWorkers(const LdaChunkWorkers&) = delete;
+  LdaChunkWorkers& operator=(const LdaChunkWorkers&) = delete;
+
+  // A buffer of `bytes` bytes, of unspecified content.
+  Bytes takeBuffer(size_t bytes);
+  bool submit(std::string key, Bytes bytes);
+  bool finish();
+  std::string error() const;
+
+ private:
+  struct Job {
+    std::string key;
+    Bytes bytes;
+  };
+  void work();
+  void store(const Job& job, Bytes& compressed);
+  void fail(const std::string& why);
+
+  const SoDataCompressor* codec;
+  const std::string root;
+  const size_t maxQueued;
+  mutable std::mutex mutex;
+  std::condition_variable queueChanged;
+  std::deque<Job> queue;
+  std::vector<Bytes> spare;
+  int busy = 0;
+  bool stopping = false;
+  bool failed = false;
+  std::string firstError;
+  std::vector<std::thread> threads;
+};

@@ -1,0 +1,59 @@
+#pragma once
+// LdaStore: an OME-Zarr 0.4 image on disk, opened for reading: lda stores
+// written by this host and images written by other tools alike.
+//
+// open reads the group's ".zattrs" (the first "multiscales" entry) and every
+// dataset's ".zarray". It accepts axes z, y, x, optionally led by a channel
+// axis and a time axis of length 1; Zarr version 2 arrays in C order without
+// filters, of the host's element types in either byte order, compressed with
+// zlib, zstd or lz4 (numcodecs' streams) or not at all, with "/" or "."
+// between chunk indices and any chunk shape. Anything else is refused: open
+// answers null with `why` saying what does not fit. A dataset whose scale is
+// not a power-of-two multiple of level 0's (per axis) is not used.
+//
+// readBox fills a box of one level (origin and size in that level's samples)
+// x fastest, components together, host byte order; samples beyond the level
+// and chunks that are missing take the array's fill value. It answers false,
+// with `why` naming the chunk, for a chunk that cannot be read or decoded.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/base/TbPrimType.h"
+#include "host/lda/LdaCodecs.h"
+
+struct LdaStoredLevel {
+  std::string folder;
+  std::vector<long long> shape;  // in the array's axis order
+  std::vector<int> chunks;
+  int shift[3];  // the level holds level 0 reduced by 2^shift on x, y, z
+  int dims[3];   // x, y, z samples
+  char separator;
+  bool bigEndian;
+  std::shared_ptr<const SoDataCompressor> codec;  // null: stored as they are
+  double fillValue;
+};
+
+class LdaStore {
+ public:
+  static std::unique_ptr<LdaStore> open(const std::string& path, std::string& why);
+
+  bool readBox(int level, const int* origin, const int* size, unsigned char* out,
+               std::string& why) const;
+  size_t sampleBytes() const { return static_cast<size_t>(nDataVar) * primType.size(); }
+
+  int dims[3];
+  int nDataVar = 1;
+  TbPrimType primType;
+  float box[6];
+  std::vector<LdaStoredLevel> levels;
+  // Index of each role in the arrays' axes; -1 when absent.
+  int axisOf[3];  // x, y, z
+  int channelAxis = -1;
+  int timeAxis = -1;
+
+ private:
+  LdaStore() = default;
+  bool readChunk(const LdaStoredLevel& level, const std::vector<long long>& index,
+                 std::vector<unsigned char>& chunk, bool& missing, std::string& why) const;
+};

@@ -1,0 +1,214 @@
+"""lda stores: korin's tiled conversions read back by zarr-python at every level, and
+OME-Zarr images written by zarr-python read back by korin."""
+import struct
+import zlib
+
+import numcodecs
+import numpy as np
+import pytest
+import zarr
+
+CONVERT = """
+set files [lassign $argv out format tile codec sampling]
+set c [create UxConvertToDiskData]
+puts "result [$c convertToDiskData -format $format -lda $out -tilesize $tile -bordersize 3 \\
+    -compressor $codec -s $sampling {*}$files]"
+"""
+
+READ = """
+lassign $argv store out
+set d [load $store]
+puts "shape [$d getDims] [$d getPrimType] [$d getNDataVar] box [$d getBoundingBox]"
+foreach s {1 2 4} {
+  set n {}
+  foreach v [$d getDims] { lappend n [expr {($v + $s - 1) / $s}] }
+  $d readBox $out.$s 0 0 0 {*}$n $s $s $s
+}
+"""
+
+
+def reduced(v, sharp):
+    """The next level of v (axes [c,] z, y, x): 2x2x2 cells, fewer at odd edges."""
+    if sharp:
+        return v[..., ::2, ::2, ::2]
+    pad = [(0, 0)] * (v.ndim - 3) + [(0, n % 2) for n in v.shape[-3:]]
+    cells = lambda a: a.reshape(a.shape[:-3] + sum(((n // 2, 2) for n in a.shape[-3:]), ())).sum(
+        axis=(-5, -3, -1))
+    total = cells(np.pad(v.astype(np.float64 if v.dtype.kind == "f" else np.int64), pad))
+    count = cells(np.pad(np.ones(v.shape[-3:], np.int64), pad[-3:]))
+    if v.dtype.kind == "f":
+        return (total / count).astype(v.dtype)
+    q, r = np.divmod(total, count)
+    return (q + ((2 * r > count) | ((2 * r == count) & (q % 2 == 1)))).astype(v.dtype)
+
+
+def levels_of(volume, tile, sharp):
+    """Every level the store must hold, level 0 first."""
+    levels = [volume]
+    while max(levels[-1].shape[-3:]) > tile:
+        levels.append(reduced(levels[-1], sharp))
+    return levels
+
+
+def expect_store(path, volume, tile, sharp=False):
+    group = zarr.open_group(str(path), mode="r")
+    datasets = group.attrs["multiscales"][0]["datasets"]
+    want = levels_of(volume, tile, sharp)
+    assert [d["path"] for d in datasets] == [str(i) for i in range(len(want))]
+    for level, expected in zip(group.attrs["multiscales"][0]["datasets"], want):
+        array = group[level["path"]]
+        assert array.chunks[-3:] == tuple(min(tile, n) for n in expected.shape[-3:])
+        np.testing.assert_array_equal(array[:], expected, err_msg=f"level {level['path']}")
+
+
+def volume_of(dtype, shape, seed=3):
+    rng = np.random.default_rng(seed)
+    if np.dtype(dtype).kind == "f":
+        return (rng.standard_normal(shape) * 1000).astype(dtype)
+    info = np.iinfo(dtype)
+    return rng.integers(info.min, info.max, size=shape, endpoint=True).astype(dtype)
+
+
+RAW_CASES = [  # codec, type, x y z, components, tile, sampling, header, byte order, one file per slice
+    ("zstd", "uint16", (70, 45, 37), 1, 32, 1, 0, "little", False),
+    ("lz4", "int16", (33, 65, 9), 1, 32, 1, 16, "big", False),
+    ("zlib", "float", (40, 9, 35), 1, 32, 1, 0, "little", True),
+    ("none", "int32", (17, 40, 33), 3, 9, 1, 7, "big", True),
+    ("zstd", "uint8", (64, 64, 40), 2, 16, 0, 5, "little", False),
+]
+
+
+@pytest.mark.parametrize("codec,ptype,dims,nc,tile,sampling,header,order,per_slice", RAW_CASES)
+def test_raw_volume_reads_back_at_every_level(korin, tmp_path, codec, ptype, dims, nc, tile,
+                                              sampling, header, order, per_slice):
+    dtype = np.dtype({"float": "float32"}.get(ptype, ptype))
+    x, y, z = dims
+    volume = volume_of(dtype, (z, y, x, nc))
+    data = volume.astype(dtype.newbyteorder(">" if order == "big" else "<"))
+    slices = [data[i] for i in range(z)] if per_slice else [data]
+    files = []
+    for i, part in enumerate(slices):
+        files.append(tmp_path / f"in{i}.raw")
+        files[-1].write_bytes(b"\x5a" * header + part.tobytes())
+    words = ["-dims", x, y, z, "-ptype", ptype, "-ndatavar", nc, "-header", header,
+             "-endianess", order, "-bbox", 0, 6.9, 0, 300, -1, 1] + files
+    done = korin(CONVERT, tmp_path / "vol", "Raw Data", tile, codec, sampling, *words)
+    assert "result 1" in done.stdout, done.stdout
+    expect_store(tmp_path / "vol.lda", np.moveaxis(volume, 3, 0) if nc > 1 else volume[..., 0],
+                 tile, sharp=sampling == 0)
+
+    attrs = zarr.open_group(str(tmp_path / "vol.lda"), mode="r").attrs.asdict()
+    own = attrs["uxdiskdata"]
+    assert (own["tileSize"], own["borderSize"], own["samplingType"]) == (
+        tile, 3, ["Sharp", "Average"][sampling])
+    assert own["source"]["box"] == [0, 6.9, 0, 300, -1, 1]
+    first = attrs["multiscales"][0]["datasets"][1]["coordinateTransformations"]
+    assert first[0]["scale"][-3:] == pytest.approx([4 / (z - 1), 600 / (y - 1), 13.8 / (x - 1)])
+    assert first[1]["translation"][-3:] == [-1, 0, 0]
+
+    read = korin(READ, tmp_path / "vol.lda", tmp_path / "box")
+    assert f"shape {x} {y} {z} {ptype} {nc} box 0 6.9 0 300 -1 1" in read.stdout
+    levels = levels_of(volume.transpose(3, 0, 1, 2), tile, sampling == 0)
+    for s, level in zip((1, 2, 4), levels):  # stored levels only
+        back = np.fromfile(tmp_path / f"box.{s}", dtype).reshape(level.shape[1:] + (nc,))
+        np.testing.assert_array_equal(back, np.moveaxis(level, 0, 3), err_msg=f"subsampling {s}")
+
+
+def png(path, image):
+    """A grey (2-D) or RGB (3-D) PNG of 8- or 16-bit samples, no filtering."""
+    height, width = image.shape[:2]
+    colour = 2 if image.ndim == 3 else 0
+    rows = image.astype(image.dtype.newbyteorder(">")).reshape(height, -1)
+    raw = b"".join(b"\0" + row.tobytes() for row in rows)
+    chunk = lambda kind, body: (struct.pack(">I", len(body)) + kind + body +
+                                struct.pack(">I", zlib.crc32(kind + body)))
+    path.write_bytes(b"\x89PNG\r\n\x1a\n" +
+                     chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, image.itemsize * 8,
+                                                colour, 0, 0, 0)) +
+                     chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b""))
+
+
+def multipage_tiff(path, pages):
+    """An uncompressed little-endian grey TIFF, one page (IFD) per slice."""
+    height, width = pages.shape[1:]
+    out, link = bytearray(b"II*\0\0\0\0\0"), 4
+    for page in pages:
+        strip = len(out)
+        out += page.astype(page.dtype.newbyteorder("<")).tobytes() + b"\0" * (page.nbytes % 2)
+        out[link:link + 4] = struct.pack("<I", len(out))
+        tags = [(256, 4, width), (257, 4, height), (258, 3, page.itemsize * 8), (259, 3, 1),
+                (262, 3, 1), (273, 4, strip), (277, 3, 1), (278, 4, height),
+                (279, 4, page.nbytes)]
+        out += struct.pack("<H", len(tags))
+        for tag, kind, value in tags:
+            out += struct.pack("<HHII", tag, kind, 1, value)
+        link = len(out)
+        out += b"\0\0\0\0"
+    path.write_bytes(bytes(out))
+
+
+IMAGE_CASES = [  # codec, tile, file kind, stack (z, y, x[, rgb]) and type, channel option
+    ("zstd", 32, "png", (5, 70, 41), "uint16", 2),
+    ("lz4", 16, "png", (4, 19, 23, 3), "uint8", 0),
+    ("zlib", 32, "tiff", (37, 33, 20), "uint16", 2),
+    ("none", 16, "tiff", (18, 17, 9), "uint8", 2),
+]
+
+
+@pytest.mark.parametrize("codec,tile,kind,shape,ptype,channel", IMAGE_CASES)
+def test_image_stack_reads_back_at_every_level(korin, tmp_path, codec, tile, kind, shape, ptype,
+                                               channel):
+    stack = volume_of(np.dtype(ptype), shape, seed=5)
+    if kind == "tiff":
+        files = [tmp_path / "stack.tif"]
+        multipage_tiff(files[0], stack)
+        words = files  # a single file describes itself
+    else:
+        files = [tmp_path / f"img{i}.png" for i in range(len(stack))]
+        for path, image in zip(files, stack):
+            png(path, image)
+        words = ["-bbox", 0, 1, 0, 1, 0, 1, "-channel", channel] + files
+    done = korin(CONVERT, tmp_path / "img", kind.upper(), tile, codec, 1, *words)
+    assert "result 1" in done.stdout, done.stdout
+    expect_store(tmp_path / "img.lda", stack.max(axis=3) if stack.ndim == 4 else stack, tile)
+
+
+def test_store_written_by_zarr_python_reads_back_exactly(korin, tmp_path):
+    volume = volume_of(np.dtype(">i2"), (3, 11, 20, 29), seed=9)
+    group = zarr.open_group(str(tmp_path / "other.zarr"), mode="w")
+    compressors = [numcodecs.Zlib(level=4), numcodecs.LZ4(), None]
+    for level, compressor in enumerate(compressors):
+        data = volume[:, ::2 ** level, ::2 ** level, ::2 ** level]
+        group.create_dataset(str(level), data=data, chunks=(2, 4, 7, 6), compressor=compressor,
+                             dimension_separator=".", fill_value=0)
+    group.attrs["multiscales"] = [{
+        "version": "0.4",
+        "axes": [{"name": "c", "type": "channel"}] + [{"name": a, "type": "space"} for a in "zyx"],
+        "datasets": [{"path": str(level), "coordinateTransformations": [
+            {"type": "scale", "scale": [1, 0.5 * 2 ** level, 2 ** level, 2 ** level]},
+            {"type": "translation", "translation": [0, 10, -4, 2]}]} for level in range(3)]}]
+    done = korin(READ, tmp_path / "other.zarr", tmp_path / "box")
+    assert "shape 29 20 11 int16 3 box 2 30 -4 15 10 15" in done.stdout, done.stdout
+    for s in (1, 2, 4):
+        want = volume[:, ::s, ::s, ::s].transpose(1, 2, 3, 0).astype("<i2")
+        back = np.fromfile(tmp_path / f"box.{s}", "<i2").reshape(want.shape)
+        np.testing.assert_array_equal(back, want, err_msg=f"subsampling {s}")
+
+
+@pytest.mark.parametrize("compressor,attrs,why", [
+    (numcodecs.Blosc(), {}, 'compressor "blosc" is not supported'),
+    (None, {"multiscales": [{"version": "0.3", "axes": [], "datasets": []}]}, "is not 0.4"),
+    (None, {"other": 1}, "holds no multiscales entry"),
+    (None, "zarr.json", "Zarr version 3 stores are not supported"),
+])
+def test_other_images_are_refused_with_the_reason(korin, tmp_path, compressor, attrs, why):
+    group = zarr.open_group(str(tmp_path / "other.zarr"), mode="w")
+    group.create_dataset("0", data=np.zeros((4, 4, 4), "u1"), compressor=compressor)
+    if attrs == "zarr.json":
+        (tmp_path / "other.zarr" / "zarr.json").write_text('{"zarr_format": 3}')
+    group.attrs.update(attrs if isinstance(attrs, dict) and attrs else {"multiscales": [{
+        "version": "0.4", "axes": [{"name": a, "type": "space"} for a in "zyx"],
+        "datasets": [{"path": "0", "coordinateTransformations": [
+            {"type": "scale", "scale": [1, 1, 1]}]}]}]})
+    done = korin("load $argv", tmp_path / "other.zarr", check=False)
+    assert done.returncode != 0 and why in done.stdout, done.stdout
