@@ -1,90 +1,203 @@
 #include "support/FileFaults.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
+#include <set>
 
 namespace {
+
+// What one write or truncation replaced, to put back when a crash loses it.
+struct Replaced {
+  std::string path;
+  int64_t offset;
+  std::string bytes;
+  int64_t size;  // the file's length before
+};
 
 struct State {
   BlockFileIO real;
   int counts[FileFaults::NUM_OPS] = {};
   int failAt[FileFaults::NUM_OPS] = {};
-  int64_t shortBy[FileFaults::NUM_OPS] = {};
+  bool persistent[FileFaults::NUM_OPS] = {};
+  FileFaults::Failure how[FileFaults::NUM_OPS] = {};
+  int crashAt[FileFaults::NUM_OPS] = {};
+  bool dead = false;
   std::map<int, std::string> names;
   std::map<int, int64_t> positions;
   std::vector<FileFaults::Access> reads, writes;
+  std::vector<Replaced> unsynced;
+  std::set<std::string> createdUnsynced;
 };
 
 State* state = nullptr;
 
-bool failsNow(FileFaults::Op op) {
-  int n = ++state->counts[op];
-  return state->failAt[op] == n;
+std::string folderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+void crash() {
+  if (state->dead) return;
+  const BlockFileIO& io = state->real;
+  for (auto r = state->unsynced.rbegin(); r != state->unsynced.rend(); ++r) {
+    const int fd = io.open(r->path.c_str(), O_WRONLY, 0);
+    if (fd < 0) continue;
+    io.pwrite(fd, r->bytes.data(), static_cast<int64_t>(r->bytes.size()), r->offset);
+    io.truncate(fd, r->size);
+    io.close(fd);
+  }
+  for (const std::string& path : state->createdUnsynced) io.unlink(path.c_str());
+  state->unsynced.clear();
+  state->createdUnsynced.clear();
+  state->dead = true;
+}
+
+// Counts the call; true when it must fail (errno set), which a crash always does.
+bool fails(FileFaults::Op op) {
+  const int n = ++state->counts[op];
+  if (state->crashAt[op] == n) crash();
+  if (state->dead) {
+    errno = EIO;
+    return true;
+  }
+  const int at = state->failAt[op];
+  if (at == 0 || n < at || (n > at && !state->persistent[op])) return false;
+  errno = state->how[op] == FileFaults::NO_SPACE ? ENOSPC : EIO;
+  return true;
+}
+
+bool shortens(FileFaults::Op op) { return !state->dead && state->how[op] == FileFaults::SHORT_COUNT; }
+
+void remember(const std::string& path, int64_t offset, int64_t n) {
+  Replaced r{path, offset, std::string(), state->real.size(path.c_str())};
+  if (offset < r.size) {
+    r.bytes.resize(static_cast<size_t>(std::min(n, r.size - offset)));
+    const int reader = state->real.open(path.c_str(), O_RDONLY, 0);
+    state->real.pread(reader, &r.bytes[0], static_cast<int64_t>(r.bytes.size()), offset);
+    state->real.close(reader);
+  }
+  state->unsynced.push_back(r);
 }
 
 int faultyOpen(const char* path, int flags, int mode) {
-  if (failsNow(FileFaults::OPEN)) {
-    errno = EACCES;
-    return -1;
-  }
-  int fd = state->real.open(path, flags, mode);
-  if (fd >= 0) state->names[fd] = path;
+  if (fails(FileFaults::OPEN)) return -1;
+  const int64_t size = state->real.size(path);
+  if ((flags & O_TRUNC) && size > 0) remember(path, 0, size);
+  const int fd = state->real.open(path, flags, mode);
+  if (fd < 0) return fd;
+  state->names[fd] = path;
+  state->positions[fd] = 0;
+  if ((flags & O_CREAT) && size < 0) state->createdUnsynced.insert(path);
   return fd;
 }
 
+int faultyClose(int fd) {
+  const bool failed = fails(FileFaults::CLOSE);
+  state->names.erase(fd);
+  const int closed = state->real.close(fd);
+  return failed ? -1 : closed;
+}
+
+int faultyUnlink(const char* path) {
+  if (fails(FileFaults::UNLINK)) return -1;
+  state->createdUnsynced.erase(path);
+  return state->real.unlink(path);
+}
+
 int64_t faultySeek(int fd, int64_t offset) {
-  if (failsNow(FileFaults::SEEK)) {
-    errno = EIO;
-    return -1;
+  if (fails(FileFaults::SEEK)) return -1;
+  return state->positions[fd] = state->real.seek(fd, offset);
+}
+
+template <class Transfer>
+int64_t transfer(FileFaults::Op op, int fd, int64_t offset, int64_t n, Transfer move) {
+  (op == FileFaults::READ ? state->reads : state->writes).push_back({state->names[fd], offset, n});
+  if (fails(op)) {
+    if (!shortens(op)) return -1;
+    n /= 2;
   }
-  int64_t at = state->real.seek(fd, offset);
-  state->positions[fd] = at;
-  return at;
+  if (op == FileFaults::WRITE) remember(state->names[fd], offset, n);
+  return move(n);
 }
 
 int64_t faultyRead(int fd, void* data, int64_t n) {
-  state->reads.push_back({state->names[fd], state->positions[fd], n});
-  if (failsNow(FileFaults::READ)) {
-    if (!state->shortBy[FileFaults::READ]) {
-      errno = EIO;
-      return -1;
-    }
-    n -= state->shortBy[FileFaults::READ];
-  }
-  int64_t got = state->real.read(fd, data, n);
+  const int64_t got = transfer(FileFaults::READ, fd, state->positions[fd], n,
+                               [&](int64_t m) { return state->real.read(fd, data, m); });
   if (got > 0) state->positions[fd] += got;
   return got;
 }
 
-int64_t faultyWrite(int fd, const void* data, int64_t n) {
-  state->writes.push_back({state->names[fd], state->positions[fd], n});
-  if (failsNow(FileFaults::WRITE)) {
-    if (!state->shortBy[FileFaults::WRITE]) {
-      errno = ENOSPC;
-      return -1;
-    }
-    n -= state->shortBy[FileFaults::WRITE];
-  }
-  int64_t put = state->real.write(fd, data, n);
-  if (put > 0) state->positions[fd] += put;
-  return put;
+int64_t faultyPread(int fd, void* data, int64_t n, int64_t offset) {
+  return transfer(FileFaults::READ, fd, offset, n, [&](int64_t m) { return state->real.pread(fd, data, m, offset); });
 }
 
-int faultyClose(int fd) {
-  failsNow(FileFaults::CLOSE);
-  state->names.erase(fd);
-  return state->real.close(fd);
+int64_t faultyPwrite(int fd, const void* data, int64_t n, int64_t offset) {
+  return transfer(FileFaults::WRITE, fd, offset, n, [&](int64_t m) { return state->real.pwrite(fd, data, m, offset); });
 }
 
-int faultyUnlink(const char* path) {
-  if (failsNow(FileFaults::UNLINK)) {
-    errno = EIO;
-    return -1;
+// The first m bytes of the parts.
+std::vector<iovec> firstBytes(const iovec* parts, int count, int64_t m) {
+  std::vector<iovec> kept;
+  for (int i = 0; i < count && m > 0; ++i) {
+    const int64_t len = std::min<int64_t>(m, static_cast<int64_t>(parts[i].iov_len));
+    kept.push_back({parts[i].iov_base, static_cast<size_t>(len)});
+    m -= len;
   }
-  return state->real.unlink(path);
+  return kept;
+}
+
+int64_t totalOf(const iovec* parts, int count) {
+  int64_t n = 0;
+  for (int i = 0; i < count; ++i) n += static_cast<int64_t>(parts[i].iov_len);
+  return n;
+}
+
+int64_t faultyPreadv(int fd, const iovec* parts, int count, int64_t offset) {
+  return transfer(FileFaults::READ, fd, offset, totalOf(parts, count), [&](int64_t m) {
+    std::vector<iovec> kept = firstBytes(parts, count, m);
+    return state->real.preadv(fd, kept.data(), static_cast<int>(kept.size()), offset);
+  });
+}
+
+int64_t faultyPwritev(int fd, const iovec* parts, int count, int64_t offset) {
+  return transfer(FileFaults::WRITE, fd, offset, totalOf(parts, count), [&](int64_t m) {
+    std::vector<iovec> kept = firstBytes(parts, count, m);
+    return state->real.pwritev(fd, kept.data(), static_cast<int>(kept.size()), offset);
+  });
+}
+
+int faultySync(int fd) {
+  if (fails(FileFaults::SYNC)) return -1;
+  const std::string& path = state->names[fd];
+  std::vector<Replaced> kept;
+  for (Replaced& r : state->unsynced)
+    if (r.path != path) kept.push_back(std::move(r));
+  state->unsynced.swap(kept);
+  return state->real.sync(fd);
+}
+
+int faultySyncDir(const char* path) {
+  if (fails(FileFaults::SYNC)) return -1;
+  const std::string folder = folderOf(path);
+  for (auto it = state->createdUnsynced.begin(); it != state->createdUnsynced.end();)
+    it = folderOf(*it) == folder ? state->createdUnsynced.erase(it) : std::next(it);
+  return state->real.syncDir(path);
+}
+
+int faultyTruncate(int fd, int64_t length) {
+  if (fails(FileFaults::TRUNCATE)) return -1;
+  const int64_t size = state->real.size(state->names[fd].c_str());
+  if (length < size) remember(state->names[fd], length, size - length);
+  else state->unsynced.push_back({state->names[fd], 0, std::string(), size});
+  return state->real.truncate(fd, length);
+}
+
+int64_t faultySize(const char* path) {
+  if (fails(FileFaults::SIZE)) return -1;
+  return state->real.size(path);
 }
 
 }  // namespace
@@ -92,7 +205,9 @@ int faultyUnlink(const char* path) {
 FileFaults::FileFaults() {
   state = new State;
   state->real = BlockFileIO::current();
-  BlockFileIO::current() = {faultyOpen, faultySeek, faultyRead, faultyWrite, faultyClose, faultyUnlink};
+  BlockFileIO::current() = {faultyOpen,    faultyClose,   faultyUnlink, faultySeek,     faultyRead,
+                            faultyPread,   faultyPwrite,  faultyPreadv, faultyPwritev,  faultySync,
+                            faultyTruncate, faultySize,   faultySyncDir};
 }
 
 FileFaults::~FileFaults() {
@@ -101,14 +216,20 @@ FileFaults::~FileFaults() {
   state = nullptr;
 }
 
-void FileFaults::failCall(Op op, int n, int64_t shortBy) {
+void FileFaults::failCall(Op op, int n, Failure how, bool persistent) {
   state->failAt[op] = state->counts[op] + n;
-  state->shortBy[op] = shortBy;
+  state->how[op] = how;
+  state->persistent[op] = persistent;
 }
 
+void FileFaults::crashAt(Op op, int n) { state->crashAt[op] = state->counts[op] + n; }
+
+void FileFaults::crashNow() { crash(); }
+
+bool FileFaults::crashed() const { return state->dead; }
+
 void FileFaults::resetCounts() {
-  for (int& c : state->counts) c = 0;
-  for (int& f : state->failAt) f = 0;
+  for (int op = 0; op < NUM_OPS; ++op) state->counts[op] = state->failAt[op] = state->crashAt[op] = 0;
   state->reads.clear();
   state->writes.clear();
 }
