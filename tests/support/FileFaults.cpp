@@ -1,6 +1,7 @@
 #include "support/FileFaults.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,12 +10,14 @@
 
 namespace {
 
-// What one write or truncation replaced, to put back when a crash loses it.
+// One write or truncation not yet synced: what it replaced, and what it put.
 struct Replaced {
   std::string path;
   int64_t offset;
-  std::string bytes;
-  int64_t size;  // the file's length before
+  std::string bytes;  // replaced
+  int64_t size;       // the file's length before
+  std::string put;    // written at offset, or
+  int64_t cutTo;      // the length it set (-1 for a write)
 };
 
 struct State {
@@ -24,6 +27,7 @@ struct State {
   bool persistent[FileFaults::NUM_OPS] = {};
   FileFaults::Failure how[FileFaults::NUM_OPS] = {};
   int crashAt[FileFaults::NUM_OPS] = {};
+  FileFaults::Loss loss = FileFaults::LOSE_ALL;
   bool dead = false;
   std::map<int, std::string> names;
   std::map<int, int64_t> positions;
@@ -34,22 +38,43 @@ struct State {
 
 State* state = nullptr;
 
+// Files opened before the layer was installed are found through /proc.
+const std::string& pathOf(int fd) {
+  std::string& name = state->names[fd];
+  if (name.empty()) {
+    char link[4096];
+    const ssize_t n = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), link, sizeof link - 1);
+    if (n > 0) name.assign(link, static_cast<size_t>(n));
+  }
+  return name;
+}
+
 std::string folderOf(const std::string& path) {
   const size_t slash = path.rfind('/');
   return slash == std::string::npos ? "." : path.substr(0, slash);
 }
 
-void crash() {
-  if (state->dead) return;
+void applyTo(const std::string& path, const std::string& bytes, int64_t offset, int64_t length) {
   const BlockFileIO& io = state->real;
-  for (auto r = state->unsynced.rbegin(); r != state->unsynced.rend(); ++r) {
-    const int fd = io.open(r->path.c_str(), O_WRONLY, 0);
-    if (fd < 0) continue;
-    io.pwrite(fd, r->bytes.data(), static_cast<int64_t>(r->bytes.size()), r->offset);
-    io.truncate(fd, r->size);
-    io.close(fd);
+  const int fd = io.open(path.c_str(), O_WRONLY, 0);
+  if (fd < 0) return;
+  io.pwrite(fd, bytes.data(), static_cast<int64_t>(bytes.size()), offset);
+  if (length >= 0) io.truncate(fd, length);
+  io.close(fd);
+}
+
+// Back to the last synced state, then forward again through the writes kept.
+void crash(FileFaults::Loss loss) {
+  if (state->dead) return;
+  if (loss != FileFaults::LOSE_NONE) {
+    for (auto r = state->unsynced.rbegin(); r != state->unsynced.rend(); ++r) applyTo(r->path, r->bytes, r->offset, r->size);
+    for (size_t i = 0; i < state->unsynced.size(); ++i) {
+      const Replaced& r = state->unsynced[i];
+      const bool kept = loss == FileFaults::LOSE_EVEN ? i % 2 == 1 : loss == FileFaults::LOSE_ODD && i % 2 == 0;
+      if (kept) applyTo(r.path, r.put, r.offset, r.cutTo);
+    }
+    for (const std::string& path : state->createdUnsynced) state->real.unlink(path.c_str());
   }
-  for (const std::string& path : state->createdUnsynced) io.unlink(path.c_str());
   state->unsynced.clear();
   state->createdUnsynced.clear();
   state->dead = true;
@@ -58,7 +83,7 @@ void crash() {
 // Counts the call; true when it must fail (errno set), which a crash always does.
 bool fails(FileFaults::Op op) {
   const int n = ++state->counts[op];
-  if (state->crashAt[op] == n) crash();
+  if (state->crashAt[op] == n) crash(state->loss);
   if (state->dead) {
     errno = EIO;
     return true;
@@ -71,8 +96,9 @@ bool fails(FileFaults::Op op) {
 
 bool shortens(FileFaults::Op op) { return !state->dead && state->how[op] == FileFaults::SHORT_COUNT; }
 
-void remember(const std::string& path, int64_t offset, int64_t n) {
-  Replaced r{path, offset, std::string(), state->real.size(path.c_str())};
+void remember(const std::string& path, int64_t offset, int64_t n, const void* put, int64_t cutTo) {
+  Replaced r{path, offset, std::string(), state->real.size(path.c_str()),
+             put ? std::string(static_cast<const char*>(put), static_cast<size_t>(n)) : std::string(), cutTo};
   if (offset < r.size) {
     r.bytes.resize(static_cast<size_t>(std::min(n, r.size - offset)));
     const int reader = state->real.open(path.c_str(), O_RDONLY, 0);
@@ -85,7 +111,7 @@ void remember(const std::string& path, int64_t offset, int64_t n) {
 int faultyOpen(const char* path, int flags, int mode) {
   if (fails(FileFaults::OPEN)) return -1;
   const int64_t size = state->real.size(path);
-  if ((flags & O_TRUNC) && size > 0) remember(path, 0, size);
+  if ((flags & O_TRUNC) && size > 0) remember(path, 0, size, nullptr, 0);
   const int fd = state->real.open(path, flags, mode);
   if (fd < 0) return fd;
   state->names[fd] = path;
@@ -112,30 +138,35 @@ int64_t faultySeek(int fd, int64_t offset) {
   return state->positions[fd] = state->real.seek(fd, offset);
 }
 
+// put: the bytes a write will put (its first n), null for a read.
 template <class Transfer>
-int64_t transfer(FileFaults::Op op, int fd, int64_t offset, int64_t n, Transfer move) {
-  (op == FileFaults::READ ? state->reads : state->writes).push_back({state->names[fd], offset, n});
+int64_t transfer(FileFaults::Op op, int fd, int64_t offset, int64_t n, const std::string& put, Transfer move) {
+  (op == FileFaults::READ ? state->reads : state->writes).push_back({pathOf(fd), offset, n});
   if (fails(op)) {
     if (!shortens(op)) return -1;
     n /= 2;
   }
-  if (op == FileFaults::WRITE) remember(state->names[fd], offset, n);
+  if (op == FileFaults::WRITE) remember(pathOf(fd), offset, n, put.data(), -1);
   return move(n);
 }
 
+std::string bytesOf(const void* data, int64_t n) { return std::string(static_cast<const char*>(data), static_cast<size_t>(n)); }
+
 int64_t faultyRead(int fd, void* data, int64_t n) {
-  const int64_t got = transfer(FileFaults::READ, fd, state->positions[fd], n,
+  const int64_t got = transfer(FileFaults::READ, fd, state->positions[fd], n, std::string(),
                                [&](int64_t m) { return state->real.read(fd, data, m); });
   if (got > 0) state->positions[fd] += got;
   return got;
 }
 
 int64_t faultyPread(int fd, void* data, int64_t n, int64_t offset) {
-  return transfer(FileFaults::READ, fd, offset, n, [&](int64_t m) { return state->real.pread(fd, data, m, offset); });
+  return transfer(FileFaults::READ, fd, offset, n, std::string(),
+                  [&](int64_t m) { return state->real.pread(fd, data, m, offset); });
 }
 
 int64_t faultyPwrite(int fd, const void* data, int64_t n, int64_t offset) {
-  return transfer(FileFaults::WRITE, fd, offset, n, [&](int64_t m) { return state->real.pwrite(fd, data, m, offset); });
+  return transfer(FileFaults::WRITE, fd, offset, n, bytesOf(data, n),
+                  [&](int64_t m) { return state->real.pwrite(fd, data, m, offset); });
 }
 
 // The first m bytes of the parts.
@@ -156,14 +187,16 @@ int64_t totalOf(const iovec* parts, int count) {
 }
 
 int64_t faultyPreadv(int fd, const iovec* parts, int count, int64_t offset) {
-  return transfer(FileFaults::READ, fd, offset, totalOf(parts, count), [&](int64_t m) {
+  return transfer(FileFaults::READ, fd, offset, totalOf(parts, count), std::string(), [&](int64_t m) {
     std::vector<iovec> kept = firstBytes(parts, count, m);
     return state->real.preadv(fd, kept.data(), static_cast<int>(kept.size()), offset);
   });
 }
 
 int64_t faultyPwritev(int fd, const iovec* parts, int count, int64_t offset) {
-  return transfer(FileFaults::WRITE, fd, offset, totalOf(parts, count), [&](int64_t m) {
+  std::string put;
+  for (int i = 0; i < count; ++i) put += bytesOf(parts[i].iov_base, static_cast<int64_t>(parts[i].iov_len));
+  return transfer(FileFaults::WRITE, fd, offset, totalOf(parts, count), put, [&](int64_t m) {
     std::vector<iovec> kept = firstBytes(parts, count, m);
     return state->real.pwritev(fd, kept.data(), static_cast<int>(kept.size()), offset);
   });
@@ -171,12 +204,12 @@ int64_t faultyPwritev(int fd, const iovec* parts, int count, int64_t offset) {
 
 int faultySync(int fd) {
   if (fails(FileFaults::SYNC)) return -1;
-  const std::string& path = state->names[fd];
+  const std::string& path = pathOf(fd);
   std::vector<Replaced> kept;
   for (Replaced& r : state->unsynced)
     if (r.path != path) kept.push_back(std::move(r));
   state->unsynced.swap(kept);
-  return state->real.sync(fd);
+  return 0;  // durability is modelled here; the disk is not asked to wait
 }
 
 int faultySyncDir(const char* path) {
@@ -184,14 +217,13 @@ int faultySyncDir(const char* path) {
   const std::string folder = folderOf(path);
   for (auto it = state->createdUnsynced.begin(); it != state->createdUnsynced.end();)
     it = folderOf(*it) == folder ? state->createdUnsynced.erase(it) : std::next(it);
-  return state->real.syncDir(path);
+  return 0;
 }
 
 int faultyTruncate(int fd, int64_t length) {
   if (fails(FileFaults::TRUNCATE)) return -1;
-  const int64_t size = state->real.size(state->names[fd].c_str());
-  if (length < size) remember(state->names[fd], length, size - length);
-  else state->unsynced.push_back({state->names[fd], 0, std::string(), size});
+  const int64_t size = state->real.size(pathOf(fd).c_str());
+  remember(pathOf(fd), length, std::max<int64_t>(0, size - length), nullptr, length);
   return state->real.truncate(fd, length);
 }
 
@@ -222,9 +254,12 @@ void FileFaults::failCall(Op op, int n, Failure how, bool persistent) {
   state->persistent[op] = persistent;
 }
 
-void FileFaults::crashAt(Op op, int n) { state->crashAt[op] = state->counts[op] + n; }
+void FileFaults::crashAt(Op op, int n, Loss loss) {
+  state->crashAt[op] = state->counts[op] + n;
+  state->loss = loss;
+}
 
-void FileFaults::crashNow() { crash(); }
+void FileFaults::crashNow(Loss loss) { crash(loss); }
 
 bool FileFaults::crashed() const { return state->dead; }
 

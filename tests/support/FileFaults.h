@@ -3,11 +3,12 @@
 // chosen one, or models a crash. Installed for the lifetime of the object; the
 // table that was in use comes back when it goes away. One instance at a time.
 //
-// The crash model keeps, for every file, what each write since the file's last
-// sync replaced. A crash undoes those writes, removes files created since their
-// folder was last synced, and fails every later call with EIO: the disk is left
-// as power loss could leave it, and the code under test carries on as a dead
-// process would not, touching nothing.
+// The crash model keeps, for every file, each write since the file's last sync
+// with what it replaced. A crash loses some of those writes (all, none as after
+// kill -9, or every other one in either phase, as power loss may), removes files
+// created since their folder was last synced unless none is lost, and fails
+// every later call with EIO: the code under test carries on as a dead process
+// would not, touching nothing. Syncs are only recorded: tests do not wait for the disk.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,9 +31,10 @@ class FileFaults {
   // transfers half the bytes moved (EIO for other calls). Persistent: that call
   // and every later one of op.
   void failCall(Op op, int n, Failure how = IO_ERROR, bool persistent = false);
+  enum Loss { LOSE_ALL, LOSE_NONE, LOSE_EVEN, LOSE_ODD };
   // The process dies instead of making the n-th call of op (counted from now).
-  void crashAt(Op op, int n);
-  void crashNow();
+  void crashAt(Op op, int n, Loss loss = LOSE_ALL);
+  void crashNow(Loss loss = LOSE_ALL);
   bool crashed() const;
 
   void resetCounts();
