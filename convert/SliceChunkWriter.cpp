@@ -64,7 +64,8 @@ bool SliceChunkWriter::store(int first, int n) {
 // that could not be stored is said to be computed when first read.
 void SliceChunkWriter::finish() {
   data->updateAllLevels();
-  if (!data->latticeManager->coarseLevelsCurrent())
+  const LatticeManager& lattice = *data->latticeManager;
+  if (!lattice.coarseLevelsCurrent() || lattice.blockManager->validsModified)
     console().printf("Warning: the coarser levels of %s could not all be stored; they will be computed when read",
                      data->filename.getString());
 }

@@ -205,6 +205,26 @@ TEST(BlockManagerOverwrite, YesToAllAsksOnceNoLeavesEverythingUntouched) {
   }
 }
 
+// An agreed overwrite by a smaller set cuts the files to their new lengths and
+// removes what only the older set had; the new set reads zeros where nothing was written.
+TEST(BlockManagerOverwrite, ASmallerSetLeavesNothingOfTheLargerOne) {
+  TempDir dir;
+  std::string name = dir.file("s");
+  {
+    std::unique_ptr<BlockManager> large(BlockManager::create(name.c_str(), 16, 200, 1, 1024, 1, 1));
+    auto block = pattern(16, 5);
+    for (int b = 0; b < 200; ++b) large->putBlock(block.data(), b);
+    ASSERT_TRUE(fileExists(name + "-0003.dat"));
+  }
+  writeWholeFile(name + "-INTN.dat", "BLCKINT1");
+  std::unique_ptr<BlockManager> small(BlockManager::create(name.c_str(), 16, 70, 1, 1024, 1, 1));
+  ASSERT_TRUE(small);
+  EXPECT_EQ(readWholeFile(name + "-0001.dat"), std::string(6 * 16, '\0'));
+  EXPECT_EQ(readWholeFile(name + "-0000.dat"), std::string(64 * 16, '\0'));
+  for (const char* gone : {"-0002.dat", "-0003.dat", "-INTN.dat"}) EXPECT_FALSE(fileExists(name + gone)) << gone;
+  EXPECT_EQ(sizeOfFile(name + "-SUPR.dat"), 70 / 8 + 9);
+}
+
 TEST(BlockManagerFailures, CreateRemovesEveryFileWhenOneCannotBeMade) {
   TempDir dir;
   std::string name = dir.file("f");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <map>
 #include <set>
 
@@ -138,68 +139,47 @@ int64_t faultySeek(int fd, int64_t offset) {
   return state->positions[fd] = state->real.seek(fd, offset);
 }
 
-// put: the bytes a write will put (its first n), null for a read.
+// put: the bytes a write puts, null for a read.
 template <class Transfer>
-int64_t transfer(FileFaults::Op op, int fd, int64_t offset, int64_t n, const std::string& put, Transfer move) {
+int64_t transfer(FileFaults::Op op, int fd, int64_t offset, int64_t n, const void* put, Transfer move) {
   (op == FileFaults::READ ? state->reads : state->writes).push_back({pathOf(fd), offset, n});
   if (fails(op)) {
     if (!shortens(op)) return -1;
     n /= 2;
   }
-  if (op == FileFaults::WRITE) remember(pathOf(fd), offset, n, put.data(), -1);
+  if (put) remember(pathOf(fd), offset, n, put, -1);
   return move(n);
 }
 
-std::string bytesOf(const void* data, int64_t n) { return std::string(static_cast<const char*>(data), static_cast<size_t>(n)); }
-
 int64_t faultyRead(int fd, void* data, int64_t n) {
-  const int64_t got = transfer(FileFaults::READ, fd, state->positions[fd], n, std::string(),
+  const int64_t got = transfer(FileFaults::READ, fd, state->positions[fd], n, nullptr,
                                [&](int64_t m) { return state->real.read(fd, data, m); });
   if (got > 0) state->positions[fd] += got;
   return got;
 }
 
 int64_t faultyPread(int fd, void* data, int64_t n, int64_t offset) {
-  return transfer(FileFaults::READ, fd, offset, n, std::string(),
-                  [&](int64_t m) { return state->real.pread(fd, data, m, offset); });
+  return transfer(FileFaults::READ, fd, offset, n, nullptr, [&](int64_t m) { return state->real.pread(fd, data, m, offset); });
 }
 
 int64_t faultyPwrite(int fd, const void* data, int64_t n, int64_t offset) {
-  return transfer(FileFaults::WRITE, fd, offset, n, bytesOf(data, n),
-                  [&](int64_t m) { return state->real.pwrite(fd, data, m, offset); });
+  return transfer(FileFaults::WRITE, fd, offset, n, data, [&](int64_t m) { return state->real.pwrite(fd, data, m, offset); });
 }
 
-// The first m bytes of the parts.
-std::vector<iovec> firstBytes(const iovec* parts, int count, int64_t m) {
-  std::vector<iovec> kept;
-  for (int i = 0; i < count && m > 0; ++i) {
-    const int64_t len = std::min<int64_t>(m, static_cast<int64_t>(parts[i].iov_len));
-    kept.push_back({parts[i].iov_base, static_cast<size_t>(len)});
-    m -= len;
-  }
-  return kept;
-}
-
-int64_t totalOf(const iovec* parts, int count) {
-  int64_t n = 0;
-  for (int i = 0; i < count; ++i) n += static_cast<int64_t>(parts[i].iov_len);
-  return n;
-}
-
+// Vectored calls move the same bytes as one joined buffer would.
 int64_t faultyPreadv(int fd, const iovec* parts, int count, int64_t offset) {
-  return transfer(FileFaults::READ, fd, offset, totalOf(parts, count), std::string(), [&](int64_t m) {
-    std::vector<iovec> kept = firstBytes(parts, count, m);
-    return state->real.preadv(fd, kept.data(), static_cast<int>(kept.size()), offset);
-  });
+  std::string joined;
+  for (int i = 0; i < count; ++i) joined.resize(joined.size() + parts[i].iov_len);
+  const int64_t got = faultyPread(fd, &joined[0], static_cast<int64_t>(joined.size()), offset);
+  for (int i = 0, at = 0; i < count && at < got; at += static_cast<int>(parts[i++].iov_len))
+    std::memcpy(parts[i].iov_base, &joined[at], std::min<size_t>(parts[i].iov_len, static_cast<size_t>(got - at)));
+  return got;
 }
 
 int64_t faultyPwritev(int fd, const iovec* parts, int count, int64_t offset) {
-  std::string put;
-  for (int i = 0; i < count; ++i) put += bytesOf(parts[i].iov_base, static_cast<int64_t>(parts[i].iov_len));
-  return transfer(FileFaults::WRITE, fd, offset, totalOf(parts, count), put, [&](int64_t m) {
-    std::vector<iovec> kept = firstBytes(parts, count, m);
-    return state->real.pwritev(fd, kept.data(), static_cast<int>(kept.size()), offset);
-  });
+  std::string joined;
+  for (int i = 0; i < count; ++i) joined.append(static_cast<const char*>(parts[i].iov_base), parts[i].iov_len);
+  return faultyPwrite(fd, joined.data(), static_cast<int64_t>(joined.size()), offset);
 }
 
 int faultySync(int fd) {
@@ -260,8 +240,6 @@ void FileFaults::crashAt(Op op, int n, Loss loss) {
 }
 
 void FileFaults::crashNow(Loss loss) { crash(loss); }
-
-bool FileFaults::crashed() const { return state->dead; }
 
 void FileFaults::resetCounts() {
   for (int op = 0; op < NUM_OPS; ++op) state->counts[op] = state->failAt[op] = state->crashAt[op] = 0;

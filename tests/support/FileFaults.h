@@ -35,7 +35,6 @@ class FileFaults {
   // The process dies instead of making the n-th call of op (counted from now).
   void crashAt(Op op, int n, Loss loss = LOSE_ALL);
   void crashNow(Loss loss = LOSE_ALL);
-  bool crashed() const;
 
   void resetCounts();
   int calls(Op op) const;

@@ -42,14 +42,22 @@ struct LatticeOnDisk {
     return box;
   }
 
+  // Level 0 as stored, whatever the flags say (empty when it cannot be read).
+  template <class T>
+  static ReferenceVolume<T> levelZero(LatticeManager& from) {
+    ReferenceVolume<T> level(from.dims[0], from.dims[1], from.dims[2], from.nDataVar);
+    const int origin[3] = {0, 0, 0};
+    int levels[3] = {0, 0, 0};
+    if (!from.getBlockFromBaseLevel(level.values.data(), origin, from.dims, origin, from.dims, levels, 0)) return {};
+    return level;
+  }
+
   // Coarse blocks flagged current whose samples differ from the reduction of
   // the level-0 data on disk (-1 when level 0 cannot be read).
   template <class T>
   static int staleCoarseBlocks(LatticeManager& from) {
-    ReferenceVolume<T> level(from.dims[0], from.dims[1], from.dims[2], from.nDataVar);
-    const int origin[3] = {0, 0, 0};
-    int levels[3] = {0, 0, 0};
-    if (!from.getBlockFromBaseLevel(level.values.data(), origin, from.dims, origin, from.dims, levels, 0)) return -1;
+    ReferenceVolume<T> level = levelZero<T>(from);
+    if (level.values.empty() && from.dims[0] * from.dims[1] * from.dims[2] > 0) return -1;
     std::vector<T> block(static_cast<size_t>(from.blockBytes()) / sizeof(T));
     const int* b = from.blocking;
     int stale = 0;
