@@ -53,7 +53,9 @@ UxWorkArea* UxWorkArea::getTheWorkArea() {
 void UxWorkArea::setDisplay(Display newDisplay) { display = newDisplay; }
 
 bool UxWorkArea::onTerminal() const {
-  if (display == AUTOMATIC) return isatty(STDOUT_FILENO);
+  // Asked once: progress may be set for every block of a level update.
+  static const bool stdoutIsTerminal = isatty(STDOUT_FILENO) != 0;
+  if (display == AUTOMATIC) return stdoutIsTerminal;
   return display == TERMINAL;
 }
 
