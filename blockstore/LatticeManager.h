@@ -78,8 +78,10 @@ class UXDD_API LatticeManager {
   int firstBlockOfLevel(int level) const;
   // Scratch space of at least `bytes` for runs of blocks on their way to or
   // from the files, kept for reuse; null when it cannot be had. Runs are cut
-  // so that it stays within kStagingBytes (or one block, if larger).
-  static const int kStagingBytes = 16 << 20;
+  // so that it stays within kStagingBytes (or one block, if larger): small
+  // enough that the blocks just built are still in the processor's cache when
+  // the kernel copies them, large enough that calls stay few.
+  static const int kStagingBytes = 2 << 20;
   unsigned char* stagingFor(int64_t bytes);
 
   int blockBytes() const { return blocking[0] * blocking[1] * blocking[2] * sampleBytes(); }
