@@ -3,7 +3,10 @@
 # 1024 x 1024 x Z uint16 volume (0.5 and 1 GiB) converted with korin into disk
 # data with all levels, beside an HDF5 chunked write of the same input (64^3
 # chunks, no levels) and cp of it; the conversion's system calls counted with
-# strace -f -c (in a run of their own); peak resident memory of each.
+# strace -f -c (in a run of their own); peak resident memory of each. The three
+# take turns ROUNDS times (default 3) and each keeps its best time: on a shared
+# virtual machine a write that meets memory the host took back runs several
+# times slower, whoever makes it.
 # Installs libhdf5-dev and strace with apt when missing (not build dependencies).
 #   bash bench/conversion_peers.sh [BUILD_DIR] [WORK_DIR] [SIZES_MIB...]
 set -euo pipefail
@@ -34,6 +37,8 @@ measure() {  # prints "seconds peak_mib"
   "$build/run_measured" "$@" 2>&1 >/dev/null | sed -n 's/^seconds=\([0-9.]*\) peak_mib=\([0-9]*\) status=0$/\1 \2/p' | tail -1
 }
 ratio() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.2f", a / b }'; }
+best() { awk -v a="$1" -v b="$2" 'BEGIN { print (b == "" || a < b) ? a : b }'; }
+rounds=${ROUNDS:-3}
 
 printf "%-8s %6s %7s %9s %10s %9s %9s %13s %12s\n" size "cp s" "hdf5 s" "convert s" "conv/hdf5" "conv/cp" "calls" "calls per GiB" "peak MiB"
 for mib in "${sizes[@]}"; do
@@ -41,13 +46,17 @@ for mib in "${sizes[@]}"; do
   raw="$work/volume.raw"
   "$build/make_phantom" "$raw" 1024 1024 "$nz" >/dev/null
   rm -rf "$work"/out* "$work/copy.raw"
+  cp_s="" h5_s="" conv_s=""
+  for _ in $(seq "$rounds"); do
+    sync
+    read -r t _ < <(measure cp "$raw" "$work/copy.raw"); cp_s=$(best "$t" "$cp_s")
+    rm -f "$work/copy.raw"; sync
+    read -r t _ < <(measure "$build/hdf5_chunked_write" "$raw" 1024 1024 "$nz" "$work/out.h5"); h5_s=$(best "$t" "$h5_s")
+    rm -f "$work/out.h5"; sync
+    read -r t peak < <(measure "$build/korin" "$here/convert_raw.tcl" "$work/out" 1024 1024 "$nz" "$raw"); conv_s=$(best "$t" "$conv_s")
+    rm -f "$work"/out.km*
+  done
   sync
-  read -r cp_s _ < <(measure cp "$raw" "$work/copy.raw")
-  rm -f "$work/copy.raw"; sync
-  read -r h5_s _ < <(measure "$build/hdf5_chunked_write" "$raw" 1024 1024 "$nz" "$work/out.h5")
-  rm -f "$work/out.h5"; sync
-  read -r conv_s peak < <(measure "$build/korin" "$here/convert_raw.tcl" "$work/out" 1024 1024 "$nz" "$raw")
-  rm -f "$work"/out.km*; sync
   strace -f -c -o "$work/calls.txt" "$build/korin" "$here/convert_raw.tcl" "$work/out" 1024 1024 "$nz" "$raw" >/dev/null
   calls=$(awk '$NF == "total" { print $4 }' "$work/calls.txt")
   per_gib=$(awk -v c="$calls" -v m="$mib" 'BEGIN { printf "%d", c * 1024 / m }')

@@ -27,10 +27,11 @@ struct StagedRun {
 
 // Rebuilds the out-of-date blocks of one level a group of row segments at a
 // time: the blocks of the level below are read as runs of consecutive numbers,
-// each reduced by two into its octant, and the rebuilt blocks written as runs.
-// Groups follow the rows in number order, so the one open block data file is
-// switched once per group, not per block, and memory stays within the staging
-// budget whatever the size of the level.
+// each reduced by two into its octant, and the rebuilt blocks gathered and
+// written as runs once a few MiB of them are ready. Groups follow the rows in
+// number order, so the one open block data file is switched once per few MiB
+// written, not per block, and memory stays within a fixed budget whatever the
+// size of the level.
 class LevelRebuild {
  public:
   LevelRebuild(LatticeManager& lattice, int level, TbProgressInterface* progress)
@@ -54,14 +55,14 @@ class LevelRebuild {
         for (int a = 0; a < count[0]; a += perSegment) {
           RowSegment segment{j, k, a, std::min(count[0], a + perSegment)};
           if (!group.empty() && 9 * (groupBlocks + segment.b - segment.a) > budget) {
-            if (!rebuild(group)) return 0;
+            if (!rebuild(group) || (pending.size() >= kPendingBytes && !writePending())) return 0;
             group.clear();
             groupBlocks = 0;
           }
           group.push_back(segment);
           groupBlocks += segment.b - segment.a;
         }
-    return group.empty() || rebuild(group);
+    return (group.empty() || rebuild(group)) && writePending();
   }
 
  private:
@@ -90,11 +91,14 @@ class LevelRebuild {
       return 1;
     }
     if (!lattice.blockManager->writable || !readBelow(group)) return failAtFirstDirty(group);
-    return reduceAndWrite(group);
+    reduceGroup(group);
+    return 1;
   }
 
-  // Progress up to the block that could not be rebuilt, as a walk block by block would show.
+  // Progress up to the block that could not be rebuilt, as a walk block by
+  // block would show; the blocks rebuilt before it are stored.
   int failAtFirstDirty(const std::vector<RowSegment>& group) {
+    writePending();
     for (const RowSegment& s : group)
       for (int i = s.a; i < s.b; ++i) {
         showProgress(blockNo(i, s.j, s.k, level));
@@ -129,12 +133,9 @@ class LevelRebuild {
       r.at = sourceBlocks * blockBytes;
       sourceBlocks += r.count;
     }
-    outputAt = sourceBlocks * blockBytes;
-    outputs = 0;
-    for (const RowSegment& s : group)
-      if (s.dirtyFirst >= 0) outputs += s.dirtyLast - s.dirtyFirst + 1;
     // One block more: the scratch space of a reduced block.
-    space = lattice.stagingFor((sourceBlocks + outputs + 1) * blockBytes);
+    scratch = sourceBlocks * blockBytes;
+    space = lattice.stagingFor(scratch + blockBytes);
     if (!space) return false;
     for (const StagedRun& r : sources)
       if (!lattice.blockManager->getBlocks(space + r.at, r.firstNo, r.count)) return false;
@@ -148,26 +149,29 @@ class LevelRebuild {
     return space + run->at + static_cast<int64_t>(no - run->firstNo) * blockBytes;
   }
 
-  int reduceAndWrite(const std::vector<RowSegment>& group) {
-    unsigned char* next = space + outputAt;
-    std::vector<StagedRun> written;
+  // Rebuilt blocks join the pending runs in number order.
+  void reduceGroup(const std::vector<RowSegment>& group) {
     for (const RowSegment& s : group) {
       for (int i = s.a; i < s.b; ++i) {
         const int no = blockNo(i, s.j, s.k, level);
         showProgress(no);
-        if (i < s.dirtyFirst || i > s.dirtyLast) continue;
-        const bool stored = lattice.blockManager->validFlag(no);
-        if (!stored) reduceInto(next, i, s.j, s.k);
-        if (!stored && !written.empty() && written.back().firstNo + written.back().count == no &&
-            written.back().at + written.back().count * blockBytes == next - space)
-          ++written.back().count;
-        else if (!stored)
-          written.push_back({no, 1, next - space});
-        next += blockBytes;
+        if (i < s.dirtyFirst || i > s.dirtyLast || lattice.blockManager->validFlag(no)) continue;
+        const int64_t at = static_cast<int64_t>(pending.size());
+        pending.resize(pending.size() + static_cast<size_t>(blockBytes));
+        reduceInto(&pending[static_cast<size_t>(at)], i, s.j, s.k);
+        if (!pendingRuns.empty() && pendingRuns.back().firstNo + pendingRuns.back().count == no)
+          ++pendingRuns.back().count;
+        else
+          pendingRuns.push_back({no, 1, at});
       }
     }
-    for (const StagedRun& w : written)
-      if (!lattice.blockManager->putBlocks(space + w.at, w.firstNo, w.count)) return 0;
+  }
+
+  int writePending() {
+    for (const StagedRun& w : pendingRuns)
+      if (!lattice.blockManager->putBlocks(&pending[static_cast<size_t>(w.at)], w.firstNo, w.count)) return 0;
+    pending.clear();
+    pendingRuns.clear();
     return 1;
   }
 
@@ -175,7 +179,7 @@ class LevelRebuild {
   // block lies below it.
   void reduceInto(unsigned char* block, int i, int j, int k) {
     std::memset(block, 0, static_cast<size_t>(blockBytes));
-    unsigned char* reduced = space + outputAt + outputs * blockBytes;  // the scratch block
+    unsigned char* reduced = space + scratch;
     const int sample = lattice.sampleBytes();
     const size_t row = static_cast<size_t>(half[0]) * sample;
     for (int dz = 0; dz < 2; ++dz)
@@ -196,15 +200,19 @@ class LevelRebuild {
         }
   }
 
+  // Rebuilt blocks wait here until about this much is ready to be written.
+  static const size_t kPendingBytes = 4 << 20;
+
   LatticeManager& lattice;
   const int level;
   TbProgressInterface* progress;
   const int64_t blockBytes;
   int count[3], below[3], half[3];
-  std::vector<StagedRun> sources;
+  std::vector<StagedRun> sources;  // in the staging space
   unsigned char* space = nullptr;
-  int64_t outputAt = 0;
-  int64_t outputs = 0;
+  int64_t scratch = 0;  // where the staging space holds a reduced block
+  std::vector<unsigned char> pending;
+  std::vector<StagedRun> pendingRuns;  // in `pending`
 };
 
 }  // namespace
