@@ -2,14 +2,15 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
 #include "blockstore/BlockFileIO.h"
 #include "host/base/TbAssertionHandlerInit.h"
-#include "host/rawdata/TbRawData.h"
 #include "host/base/TbString.h"
 #include "host/console/UxMessage.h"
+#include "host/rawdata/TbRawData.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
@@ -45,7 +46,7 @@ BlockManager::~BlockManager() {
 
 bool BlockManager::isSupportedGeometry(int blockSize, int numBlocks, int maxFileSize) {
   if (maxFileSize == 0) maxFileSize = kDefaultMaxFileSize;
-  if (blockSize <= 0 || numBlocks < 0 || blockSize > maxFileSize) return false;
+  if (blockSize <= 0 || numBlocks < 0 || maxFileSize < 0 || blockSize > maxFileSize) return false;
   int64_t perFile = maxFileSize / blockSize;
   return (numBlocks + perFile - 1) / perFile <= kMaxFiles;
 }
@@ -72,18 +73,28 @@ void BlockManager::init(const char* name, int blockSize_, int numBlocks_, int el
   validsModified = 0;
   valids.clear();
   valids.resize(bitmapBytes(numBlocks));
+  storedValids.clear();
+  storedValids.resize(bitmapBytes(numBlocks));
+  unsyncedFile.assign(static_cast<size_t>(numFiles()), 0);
+  intent.setPath(nameOf(-2));
 }
 
 void BlockManager::setFileNum(int n) {
   char digits[16];
   if (n == -1)
     std::memcpy(digits, "SUPR", 4);
+  else if (n == -2)
+    std::memcpy(digits, "INTN", 4);
   else
     std::snprintf(digits, sizeof digits, "%04d", n);
   std::memcpy(filename.data() + numPos, digits, 4);
 }
 
-// Size of file n of the set; -1 is the valid-flag file.
+std::string BlockManager::nameOf(int n) {
+  setFileNum(n);
+  return filename.str();
+}
+
 int64_t BlockManager::fileBytes(int n) const {
   if (n == -1) return bitmapBytes(numBlocks) + 8;
   int64_t first = static_cast<int64_t>(n) * blocksPerFile();
@@ -103,6 +114,7 @@ BlockManager* BlockManager::create(const char* name, int blockSize, int numBlock
     delete manager;
     return nullptr;
   }
+  manager->removeFilesOfAnOlderSet();
   manager->setFileNum(-1);
   manager->writable = 1;
   manager->validsModified = 1;
@@ -114,9 +126,9 @@ BlockManager* BlockManager::create(const char* name, int blockSize, int numBlock
   return manager;
 }
 
-// Asks before overwriting (unless yesToAll), then gives every file of the set its
-// size by writing its last byte. 0 when the user says "No" (nothing touched) or a
-// file cannot be made (every file of the set removed).
+// Asks before overwriting (unless yesToAll), then gives every file of the set
+// its length, empty of any older content. 0 when the user says "No" (nothing
+// touched) or a file cannot be made (every file of the set removed).
 int BlockManager::sizeFiles(int yesToAll) {
   const int files = numFiles();
   for (int n = -1; n < files && !yesToAll; ++n) {
@@ -130,13 +142,12 @@ int BlockManager::sizeFiles(int yesToAll) {
   }
   for (int n = -1; n < files; ++n) {
     setFileNum(n);
-    int fd = io().open(filename.getString(), O_WRONLY | O_CREAT, 0666);
+    int fd = io().open(filename.getString(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (fd < 0) {
       deleteFiles();
       return 0;
     }
-    const char zero = 0;
-    bool sized = io().seek(fd, fileBytes(n) - 1) >= 0 && io().write(fd, &zero, 1) == 1;
+    bool sized = io().truncate(fd, fileBytes(n)) == 0;
     io().close(fd);
     if (!sized) {
       io().unlink(filename.getString());
@@ -145,6 +156,17 @@ int BlockManager::sizeFiles(int yesToAll) {
     }
   }
   return 1;
+}
+
+// Block data files numbered past this set's and the intent record belong to an
+// older set of the same name; left alone they would be read as part of it.
+void BlockManager::removeFilesOfAnOlderSet() {
+  for (int n = numFiles(); n < kMaxFiles; ++n) {
+    const std::string name = nameOf(n);
+    if (io().size(name.c_str()) < 0) break;
+    io().unlink(name.c_str());
+  }
+  if (io().size(intent.name().c_str()) >= 0) io().unlink(intent.name().c_str());
 }
 
 BlockManager* BlockManager::open(const char* name, int blockSize, int numBlocks, int elemSize,
@@ -165,11 +187,33 @@ BlockManager* BlockManager::open(const char* name, int blockSize, int numBlocks,
   manager->setFileNum(-1);
   if (!manager->filename.isWriteable()) allWriteable = false;
   manager->writable = allWriteable ? 1 : 0;
-  if (!manager->readValids()) {
+  if (!manager->checkFileLengths() || !manager->readValids()) {
+    if (manager->validsMagicWrong)
+      UxMessage::getTheMsg()->printf("Error: %s is not the valid-flag file of this set", manager->nameOf(-1).c_str());
     delete manager;
     return nullptr;
   }
+  manager->intentFound = manager->intent.load(manager->intentEntries);
   return manager;
+}
+
+// Block data files shorter than their blocks, or a valid-flag file of another
+// length, belong to no set of this shape.
+bool BlockManager::checkFileLengths() {
+  for (int n = 0; n < numFiles(); ++n) {
+    const std::string name = nameOf(n);
+    if (io().size(name.c_str()) < fileBytes(n)) {
+      UxMessage::getTheMsg()->printf("Error: %s is shorter than the set needs", name.c_str());
+      return false;
+    }
+  }
+  const std::string flags = nameOf(-1);
+  const int64_t length = io().size(flags.c_str());
+  if (length >= 0 && length != fileBytes(-1)) {
+    UxMessage::getTheMsg()->printf("Error: %s is not the valid-flag file of this set", flags.c_str());
+    return false;
+  }
+  return true;
 }
 
 int BlockManager::openFile(int n) {
@@ -194,53 +238,118 @@ int BlockManager::openValids() {
 }
 
 int BlockManager::readValids() {
+  validsMagicWrong = false;
   if (!openValids()) return 0;
-  if (io().seek(validsFd, 8) < 0) return 0;
-  const int64_t bytes = bitmapBytes(numBlocks);
-  if (io().read(validsFd, valids.dataPtr(), bytes) != bytes) return 0;
+  const int bytes = bitmapBytes(numBlocks);
+  char magic[8];
+  std::vector<unsigned char> bitmap(static_cast<size_t>(bytes));
+  iovec parts[2] = {{magic, 8}, {bitmap.data(), static_cast<size_t>(bytes)}};
+  if (io().preadv(validsFd, parts, 2, 0) != 8 + bytes) return 0;
+  if (std::memcmp(magic, kValidsMagic, 8) != 0) {
+    validsMagicWrong = true;
+    return 0;
+  }
+  std::memcpy(valids.dataPtr(), bitmap.data(), static_cast<size_t>(bytes));
+  std::memcpy(storedValids.dataPtr(), bitmap.data(), static_cast<size_t>(bytes));
   validsModified = 0;
   return 1;
+}
+
+// A flag set in memory but not on disk stands for block data that must be
+// durable before the flag is.
+bool BlockManager::setsNewFlags() const {
+  for (int i = 0; i < valids.size(); ++i)
+    if (valids[i] & ~storedValids[i]) return true;
+  return false;
+}
+
+int BlockManager::syncWrittenFiles() {
+  const int files = static_cast<int>(unsyncedFile.size());
+  for (int pass = 0; pass < 2; ++pass) {  // the open file first, so it stays the open one
+    for (int f = 0; f < files; ++f) {
+      if (!unsyncedFile[f] || (pass == 0) != (f == openFileNum)) continue;
+      if (!openFile(f) || io().sync(dataFd) != 0) return 0;
+      unsyncedFile[f] = 0;
+    }
+  }
+  return 1;
+}
+
+// After a store that may or may not have reached the disk, a reopen could
+// trust either the old flags or the new ones.
+void BlockManager::keepStoredFlagsAndNew() {
+  for (int i = 0; i < valids.size(); ++i) storedValids[i] |= valids[i];
 }
 
 int BlockManager::writeValids() {
   if (!writable) return 0;
   if (!validsModified) return 1;
-  if (!openValids() || io().seek(validsFd, 0) < 0) return 0;
-  const int64_t bytes = bitmapBytes(numBlocks);
-  if (io().write(validsFd, kValidsMagic, 8) != 8) return 0;
-  if (io().write(validsFd, valids.dataPtr(), bytes) != bytes) return 0;
+  if (setsNewFlags() && !syncWrittenFiles()) return 0;
+  if (!openValids()) return 0;
+  const int bytes = bitmapBytes(numBlocks);
+  iovec parts[2] = {{const_cast<char*>(kValidsMagic), 8}, {valids.dataPtr(), static_cast<size_t>(bytes)}};
+  const bool stored = io().pwritev(validsFd, parts, 2, 0) == 8 + bytes;
+  // The record may go only once the flags that replace it are durable.
+  if (!stored || (intent.present() && io().sync(validsFd) != 0)) {
+    keepStoredFlagsAndNew();
+    return 0;
+  }
+  intent.remove();
+  std::memcpy(storedValids.dataPtr(), valids.dataPtr(), static_cast<size_t>(bytes));
   validsModified = 0;
   return 1;
 }
 
-int BlockManager::putBlock(void* data, int b) {
-  if (!writable || b < 0 || b >= numBlocks) return 0;
-  const int f = b / blocksPerFile();
-  if (!openFile(f)) return 0;
-  if (io().seek(dataFd, static_cast<int64_t>(b - f * blocksPerFile()) * blockSize) < 0) return 0;
-  int written = writeBlockBytes(data);
-  setValidFlag(b);
+int BlockManager::recordIntent(const IntentEntry& entry) { return intent.append(entry); }
+
+int BlockManager::putBlock(void* data, int b) { return putBlocks(data, b, 1); }
+
+int BlockManager::getBlock(void* data, int b) { return getBlocks(data, b, 1); }
+
+int BlockManager::putBlocks(void* data, int first, int count) {
+  if (!writable) return 0;
+  return transferRun(data, first, count, true);
+}
+
+int BlockManager::getBlocks(void* data, int first, int count) { return transferRun(data, first, count, false); }
+
+// Flags exactly the blocks of a written part that fully landed; the others
+// may hold part of their new bytes, so they are not current.
+void BlockManager::noteLanded(int first, int count, int landed) {
+  for (int b = first; b < first + count; ++b) {
+    if (b < first + landed)
+      setValidFlag(b);
+    else
+      clearValidFlag(b);
+  }
   validsModified = 1;
-  return written;
 }
 
-// Writes one block at the current position in the files' byte order, leaving
-// the caller's buffer as it was.
-int BlockManager::writeBlockBytes(void* data) {
+// One positioned call per block data file the run touches. Elements are
+// swapped to the files' byte order around a write and after a read.
+int BlockManager::transferRun(void* data, int first, int count, bool writing) {
+  if (first < 0 || count < 0 || static_cast<int64_t>(first) + count > numBlocks) return 0;
   const bool swap = littleEndian != arch_little_endian();
-  if (swap) swapBytes(data, blockSize, elemSize);
-  int64_t put = io().write(dataFd, data, blockSize);
-  if (swap) swapBytes(data, blockSize, elemSize);
-  return put == blockSize ? 1 : 0;
-}
-
-int BlockManager::getBlock(void* data, int b) {
-  if (b < 0 || b >= numBlocks) return 0;
-  const int f = b / blocksPerFile();
-  if (!openFile(f)) return 0;
-  if (io().seek(dataFd, static_cast<int64_t>(b - f * blocksPerFile()) * blockSize) < 0) return 0;
-  if (io().read(dataFd, data, blockSize) != blockSize) return 0;
-  if (littleEndian != arch_little_endian()) swapBytes(data, blockSize, elemSize);
+  auto* bytes = static_cast<unsigned char*>(data);
+  for (int b = first; b < first + count;) {
+    const int f = b / blocksPerFile();
+    const int inFile = std::min(first + count - b, (f + 1) * blocksPerFile() - b);
+    const int64_t n = static_cast<int64_t>(inFile) * blockSize;
+    if (!openFile(f)) return 0;
+    if (writing) {
+      if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
+      const int64_t put = io().pwrite(dataFd, bytes, n, offsetOf(b));
+      if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
+      unsyncedFile[f] = 1;
+      noteLanded(b, inFile, put > 0 ? static_cast<int>(put / blockSize) : 0);
+      if (put != n) return 0;
+    } else {
+      if (io().pread(dataFd, bytes, n, offsetOf(b)) != n) return 0;
+      if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
+    }
+    bytes += n;
+    b += inFile;
+  }
   return 1;
 }
 
@@ -256,4 +365,5 @@ void BlockManager::deleteFiles() {
   }
   setFileNum(-1);
   io().unlink(filename.getString());
+  intent.remove();
 }

@@ -4,7 +4,9 @@
 // With block extent B, box origin o and box size s (all at the resolution of
 // the transfer), the box touches blocks o/B to (o-1+s)/B. Division truncates
 // toward zero, so an empty box at origin 0 still visits block 0 with a count of
-// 0, which the callers rely on behaving as a no-op copy.
+// 0, which the callers rely on behaving as a no-op copy. Sums are formed in 64
+// bits, so a box reaching past 2^31 samples walks correctly.
+#include <cstdint>
 
 struct BlockSpan {
   int first;
@@ -12,7 +14,7 @@ struct BlockSpan {
 };
 
 inline BlockSpan blocksCovering(int origin, int size, int extent) {
-  return {origin / extent, (origin - 1 + size) / extent};
+  return {origin / extent, static_cast<int>((int64_t(origin) - 1 + size) / extent)};
 }
 
 // How block k shares samples with the box along one axis.
@@ -23,11 +25,11 @@ struct BlockOverlap {
 };
 
 inline BlockOverlap overlapOf(int k, int origin, int size, int extent) {
-  const int start = extent * k - origin;
+  const int64_t start = int64_t(extent) * k - origin;
   if (start < 0) {
-    const int count = extent + start;
-    return {-start, 0, count > size ? size : count};
+    const int64_t count = extent + start;
+    return {static_cast<int>(-start), 0, static_cast<int>(count > size ? size : count)};
   }
-  const int rest = size - start;
-  return {0, start, extent < rest ? extent : rest};
+  const int64_t rest = size - start;
+  return {0, static_cast<int>(start), static_cast<int>(extent < rest ? extent : rest)};
 }

@@ -1,6 +1,9 @@
 // Transfers between a caller's sample buffer and the stored blocks.
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "blockstore/BlockWalk.h"
 #include "blockstore/LatticeManager.h"
@@ -46,19 +49,29 @@ int64_t blockSampleIndex(const int* extent, const BlockOverlap* share, int y, in
 
 enum Direction { INTO_BLOCK, INTO_BUFFER };
 
-// Moves a block's share of the box as whole rows, one memcpy per row.
+// Rows of a block's share, `bytes` long (0: runBytes, known only at run time),
+// one after another in both buffers' strides. A length fixed at compile time
+// lets the copy be a few vector moves instead of a call.
+template <size_t Bytes>
+void copyRows(unsigned char* to, int64_t toStride, const unsigned char* from, int64_t fromStride, int rows,
+              size_t runBytes) {
+  for (int r = 0; r < rows; ++r) std::memcpy(to + r * toStride, from + r * fromStride, Bytes ? Bytes : runBytes);
+}
+
+// Moves a block's share of the box as whole rows, one copy per row.
 void copyRuns(Direction direction, unsigned char* block, const int* extent, unsigned char* buffer,
               const BoxInBuffer& box, const BlockOverlap* share, int sampleBytes) {
   const size_t runBytes = static_cast<size_t>(share[0].count) * sampleBytes;
+  const int64_t blockRow = static_cast<int64_t>(extent[0]) * sampleBytes;
+  const int64_t bufferRow = static_cast<int64_t>(box.bufferSize[0]) * sampleBytes;
+  auto copy = runBytes == 32 ? copyRows<32> : runBytes == 64 ? copyRows<64> : runBytes == 128 ? copyRows<128> : copyRows<0>;
   for (int z = 0; z < share[2].count; ++z) {
-    for (int y = 0; y < share[1].count; ++y) {
-      unsigned char* inBlock = block + blockSampleIndex(extent, share, y, z) * sampleBytes;
-      unsigned char* inBuffer = buffer + bufferSampleIndex(box, share, y, z) * sampleBytes;
-      if (direction == INTO_BLOCK)
-        std::memcpy(inBlock, inBuffer, runBytes);
-      else
-        std::memcpy(inBuffer, inBlock, runBytes);
-    }
+    unsigned char* inBlock = block + blockSampleIndex(extent, share, 0, z) * sampleBytes;
+    unsigned char* inBuffer = buffer + bufferSampleIndex(box, share, 0, z) * sampleBytes;
+    if (direction == INTO_BLOCK)
+      copy(inBlock, blockRow, inBuffer, bufferRow, share[1].count, runBytes);
+    else
+      copy(inBuffer, bufferRow, inBlock, blockRow, share[1].count, runBytes);
   }
 }
 
@@ -71,6 +84,41 @@ struct ScratchBlocks {
     tbfree(block);
   }
 };
+
+// Level-0 blocks with consecutive numbers, in one block data file, built in
+// the staging space and written with one call.
+struct BlockRun {
+  int firstNo = 0;
+  std::vector<std::array<int, 3>> blocks;  // their indices, in number order
+};
+
+// The box's share of every block of the run goes into the staging space; blocks
+// the box covers only in part are read first (one call per stretch of them).
+int writeRun(LatticeManager& lattice, const BlockRun& run, const BoxInBuffer& box, void* data) {
+  const int count = static_cast<int>(run.blocks.size());
+  const int64_t blockBytes = lattice.blockBytes();
+  unsigned char* staging = lattice.stagingFor(count * blockBytes);
+  if (!staging) return 0;
+  std::vector<std::array<BlockOverlap, 3>> shares(static_cast<size_t>(count));
+  std::vector<bool> whole(static_cast<size_t>(count), true);
+  for (int i = 0; i < count; ++i)
+    for (int a = 0; a < 3; ++a) {
+      shares[i][a] = overlapOf(run.blocks[i][a], box.origin[a], box.size[a], lattice.blocking[a]);
+      if (shares[i][a].count != lattice.blocking[a]) whole[i] = false;
+    }
+  for (int i = 0; i < count;) {
+    int end = i;
+    while (end < count && !whole[end]) ++end;
+    if (end > i && !lattice.blockManager->getBlocks(staging + i * blockBytes, run.firstNo + i, end - i)) return 0;
+    i = end + 1;
+  }
+  for (int i = 0; i < count; ++i) {
+    copyRuns(INTO_BLOCK, staging + i * blockBytes, lattice.blocking, static_cast<unsigned char*>(data), box,
+             shares[i].data(), lattice.sampleBytes());
+    lattice.markCoarserOutOfDate(run.blocks[i].data());
+  }
+  return lattice.blockManager->putBlocks(staging, run.firstNo, count);
+}
 
 }  // namespace
 
@@ -86,32 +134,37 @@ int LatticeManager::putBlock(void* data, const int* origin, const int* size, con
     box.bufferSize[a] = bufferSize[a];
   }
   if (!fitsBuffer(box) || !blockManager || !blockManager->writable) return 0;
-  if (!buffer.resize(blockBytes())) return 0;
 
   const BlockSpan span[3] = {blocksCovering(origin[0], size[0], blocking[0]),
                              blocksCovering(origin[1], size[1], blocking[1]),
                              blocksCovering(origin[2], size[2], blocking[2])};
+  for (int a = 0; a < 3; ++a)
+    if (span[a].first > span[a].last) return 1;
+  const int first[3] = {span[0].first, span[1].first, span[2].first};
+  const int last[3] = {span[0].last, span[1].last, span[2].last};
+  if (!recordIntentFor(first, last)) return 0;
+
+  const int perRun = static_cast<int>(std::max<int64_t>(1, kStagingBytes / blockBytes()));
+  const int perFile = blockManager->blocksPerFile();
+  BlockRun run;
   int k[3];
   for (k[2] = span[2].first; k[2] <= span[2].last; ++k[2]) {
     for (k[1] = span[1].first; k[1] <= span[1].last; ++k[1]) {
       for (k[0] = span[0].first; k[0] <= span[0].last; ++k[0]) {
         const int blockNo = getBlockNo(k, 0);
-        BlockOverlap share[3];
-        bool whole = true;
-        for (int a = 0; a < 3; ++a) {
-          share[a] = overlapOf(k[a], origin[a], size[a], blocking[a]);
-          if (share[a].count != blocking[a]) whole = false;
+        const int runSize = static_cast<int>(run.blocks.size());
+        const bool continues = runSize > 0 && blockNo == run.firstNo + runSize && runSize < perRun &&
+                               blockNo % perFile != 0;
+        if (runSize > 0 && !continues) {
+          if (!writeRun(*this, run, box, data)) return 0;
+          run.blocks.clear();
         }
-        // A block the box covers only in part keeps the rest of its samples.
-        if (!whole && !blockManager->getBlock(buffer.dataPtr(), blockNo)) return 0;
-        copyRuns(INTO_BLOCK, buffer.dataPtr(), blocking, static_cast<unsigned char*>(data), box,
-                 share, sampleBytes());
-        if (!blockManager->putBlock(buffer.dataPtr(), blockNo)) return 0;
-        markCoarserOutOfDate(k);
+        if (run.blocks.empty()) run.firstNo = blockNo;
+        run.blocks.push_back({k[0], k[1], k[2]});
       }
     }
   }
-  return 1;
+  return writeRun(*this, run, box, data);
 }
 
 void LatticeManager::markCoarserOutOfDate(const int* idx) {

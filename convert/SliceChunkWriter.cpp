@@ -60,4 +60,12 @@ bool SliceChunkWriter::store(int first, int n) {
   return data->putBlock(&request) == 1;
 }
 
-void SliceChunkWriter::finish() { data->updateAllLevels(); }
+// Level 0 is complete whatever happens here, so the conversion stands; a level
+// that could not be stored is said to be computed when first read.
+void SliceChunkWriter::finish() {
+  data->updateAllLevels();
+  const LatticeManager& lattice = *data->latticeManager;
+  if (!lattice.coarseLevelsCurrent() || lattice.blockManager->validsModified)
+    console().printf("Warning: the coarser levels of %s could not all be stored; they will be computed when read",
+                     data->filename.getString());
+}

@@ -10,7 +10,8 @@
 // Contract on failure: start returns false after a console message, with no
 // set created when the buffer could not be had; store returns false and prints
 // nothing (the reader names what failed). A failed conversion leaves the set's
-// files behind as far as they were written.
+// files behind as far as they were written. finish warns, naming the set, when
+// a coarser level could not be stored.
 #include <cstdint>
 
 #include "host/base/TbPrimType.h"
@@ -21,7 +22,7 @@ class UxDiskData;
 // Slices per chunk for slices of sliceBytes bytes.
 UXDD_API int chunkSlices(int64_t sliceBytes);
 
-class SliceChunkWriter {
+class UXDD_API SliceChunkWriter {
  public:
   // BUSY: the work area shows a task whose progress the reader sets;
   // MEASURED: one whose text and progress the reader sets image by image.
@@ -42,6 +43,7 @@ class SliceChunkWriter {
   bool store(int first, int n);
   // Builds the coarser levels from the slices stored.
   void finish();
+  UxDiskData* diskData() const { return data; }
 
  private:
   int64_t sliceBytes;

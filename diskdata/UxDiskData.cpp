@@ -56,9 +56,6 @@ BlockManager* createBlockFiles(const char* name, const LatticeManager& lattice, 
   }
 }
 
-bool isPlausibleShape(const int* dims, int nDataVar, TbPrimType primType) {
-  return dims[0] >= 0 && dims[1] >= 0 && dims[2] >= 0 && nDataVar > 0 && primType.isValid();
-}
 
 // Created by the library's static initialisation, so the type exists once loaded.
 TbTypeInfo* const diskDataType = UxDiskData::getClassTypeId();
@@ -128,7 +125,7 @@ UxDiskData* UxDiskData::create(const char* filename, const char* dataFilePath, c
     reportMisuse("UxDiskData::create ():nDataVar <= 0");
     return nullptr;
   }
-  if (!isPlausibleShape(dims, nDataVar, primType)) {
+  if (LatticeManager::checkShape(dims, kBlocking, nDataVar, primType) != LatticeManager::SHAPE_OK) {
     UxMessage::getTheMsg()->printf("Error: can't create disk data of %d x %d x %d samples of type %d",
                                    dims[0], dims[1], dims[2], static_cast<int>(primType));
     return nullptr;

@@ -1,12 +1,14 @@
 // The disk data's own command and the host's hook for new on-disk lattices.
 #include <cstring>
 
+#include "blockstore/SetCheck.h"
 #include "diskdata/UxDiskData.h"
 #include "host/base/TbAssertionHandlerInit.h"
 #include "host/base/TbDataType.h"
 #include "host/objects/UxCmdInfo.h"
 #include "host/objects/UxLatticeTypes.h"
 #include "package/CommandWords.h"
+#include "package/Console.h"
 
 namespace {
 TbAssertionHandlerInit assertionHandler;
@@ -45,8 +47,61 @@ int createDiskDataCommand(UxDiskData&, Tcl_Interp* interp, int argc, char** argv
   return 0;
 }
 
+Tcl_Obj* fileEntry(Tcl_Obj* list, const SetCheck::File& file) {
+  Tcl_ListObjAppendElement(nullptr, list, Tcl_NewStringObj(file.name.c_str(), -1));
+  Tcl_ListObjAppendElement(nullptr, list, Tcl_NewWideIntObj(file.expected));
+  Tcl_ListObjAppendElement(nullptr, list, Tcl_NewWideIntObj(file.actual));
+  return list;
+}
+
+void put(Tcl_Obj* dict, const char* key, Tcl_Obj* value) {
+  Tcl_DictObjPut(nullptr, dict, Tcl_NewStringObj(key, -1), value);
+}
+
+Tcl_Obj* checkAsDict(const SetCheck& check) {
+  Tcl_Obj* dict = Tcl_NewDictObj();
+  Tcl_Obj* files = Tcl_NewListObj(0, nullptr);
+  for (const SetCheck::File& f : check.blockFiles) fileEntry(files, f);
+  put(dict, "files", files);
+  put(dict, "validFlagFile", fileEntry(Tcl_NewListObj(0, nullptr), check.validFlagFile));
+  put(dict, "neverWrittenLevel0", Tcl_NewIntObj(check.neverWrittenLevel0));
+  Tcl_Obj* levels = Tcl_NewListObj(0, nullptr);
+  for (const SetCheck::Level& l : check.coarseLevels) {
+    Tcl_ListObjAppendElement(nullptr, levels, Tcl_NewIntObj(l.level));
+    Tcl_ListObjAppendElement(nullptr, levels, Tcl_NewIntObj(l.outOfDate));
+  }
+  put(dict, "outOfDate", levels);
+  put(dict, "intentRecord", Tcl_NewIntObj(check.intentRecordFound));
+  put(dict, "complete", Tcl_NewIntObj(check.complete()));
+  return dict;
+}
+
+void printCheck(const SetCheck& check, const char* setName) {
+  console().printf("Check of %s:", setName);
+  for (const SetCheck::File& f : check.blockFiles)
+    console().printf("  %s: %lld bytes of %lld", f.name.c_str(), static_cast<long long>(f.actual),
+                     static_cast<long long>(f.expected));
+  console().printf("  %s (valid flags): %lld bytes of %lld", check.validFlagFile.name.c_str(),
+                   static_cast<long long>(check.validFlagFile.actual), static_cast<long long>(check.validFlagFile.expected));
+  console().printf("  full-resolution blocks never written: %d of %d", check.neverWrittenLevel0, check.level0Blocks);
+  for (const SetCheck::Level& l : check.coarseLevels)
+    console().printf("  level %d blocks out of date: %d of %d", l.level, l.outOfDate, l.blocks);
+  if (check.intentRecordFound)
+    console().printf("  an intent record of an interrupted session was found and applied");
+  console().printf("  the set is %s", check.complete() ? "complete" : "incomplete");
+}
+
+// object check: the set's files and flags, as a dict and on the console.
+int checkCommand(UxDiskData& data, Tcl_Interp* interp, int, char**) {
+  const SetCheck check = checkSet(*data.latticeManager);
+  printCheck(check, data.filename.getString());
+  Tcl_SetObjResult(interp, checkAsDict(check));
+  return 0;
+}
+
 const UxCommandEntry<UxDiskData> kDiskDataCommands[] = {
     {"createDiskData", 0, kAnyCount, nullptr, createDiskDataCommand},
+    {"check", 0, 0, "", checkCommand},
 };
 }  // namespace
 

@@ -26,11 +26,27 @@ bool readDescription(const KorinMesh& mesh, Description& d) {
          mesh.findReal("BoundingBox", 6, d.box);
 }
 
-// Values no lattice can have; the block store would divide by them.
-bool isPossible(const Description& d) {
-  for (int a = 0; a < 3; ++a)
-    if (d.dims[a] < 0 || d.blocking[a] < 1) return false;
-  return d.nDataVar > 0 && TbPrimType(d.primType).isValid();
+// Every value is checked before the store computes with it; a file that does
+// not add up is refused with a message naming it.
+bool isUsable(const Description& d, const char* path) {
+  switch (LatticeManager::checkShape(d.dims, d.blocking, d.nDataVar, d.primType)) {
+    case LatticeManager::SHAPE_OK: return true;
+    case LatticeManager::SHAPE_IMPOSSIBLE:
+      UxMessage::getTheMsg()->printf("Error: %s does not describe a lattice", path);
+      return false;
+    case LatticeManager::SHAPE_TOO_LARGE: break;
+  }
+  UxMessage::getTheMsg()->printf("Error: %s describes blocks or a block count beyond the limits of a disk-data set", path);
+  return false;
+}
+
+// A set whose full-resolution blocks were not all written (an interrupted
+// conversion) must not look complete.
+void noticeMissingBlocks(const LatticeManager& lattice, const char* path) {
+  const int missing = lattice.blocksNotCurrent(0);
+  if (missing > 0)
+    UxMessage::getTheMsg()->printf("Notice: %d of %d full-resolution blocks of %s were never written; the set is incomplete",
+                                   missing, lattice.blocksAtLevel(0), path);
 }
 }  // namespace
 
@@ -60,10 +76,7 @@ int UxDiskData::readKorinMesh(KorinMesh* mesh, const char* path) {
   mesh->findString("DataFilePath", blockFiles);
   Description d;
   if (!readDescription(*mesh, d)) return 0;
-  if (!isPossible(d)) {
-    UxMessage::getTheMsg()->printf("Error: %s does not describe a lattice", path);
-    return 0;
-  }
+  if (!isUsable(d, path)) return 0;
   std::unique_ptr<LatticeManager> lattice(new LatticeManager(d.dims, d.blocking, d.nDataVar, d.primType));
   BlockManager* blocks = BlockManager::open(blockFiles, lattice->blockBytes(), lattice->numBlocks,
                                             lattice->primType.size(), 0, 1);
@@ -72,6 +85,7 @@ int UxDiskData::readKorinMesh(KorinMesh* mesh, const char* path) {
     return 0;
   }
   lattice->setBlockManager(blocks);
+  noticeMissingBlocks(*lattice, path);
   UxDiskData* data = new UxDiskData(lattice->dims, d.nDataVar, d.primType, lattice.get());
   lattice.release();
   std::memcpy(data->boundingBox, d.box, sizeof data->boundingBox);

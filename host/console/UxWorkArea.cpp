@@ -97,7 +97,9 @@ void UxWorkArea::write(const std::string& text) {
 }
 
 bool UxWorkArea::onTerminal() const {
-  if (display == AUTOMATIC) return isatty(STDOUT_FILENO);
+  // Asked once: progress may be set for every block of a level update.
+  static const bool stdoutIsTerminal = isatty(STDOUT_FILENO) != 0;
+  if (display == AUTOMATIC) return stdoutIsTerminal;
   return display == TERMINAL;
 }
 

@@ -162,13 +162,11 @@ TEST(BlockManagerData, BitmapReachesDiskOnlyThroughWriteValids) {
   EXPECT_EQ(faults.calls(FileFaults::WRITE), 0);
 }
 
-TEST(BlockManagerOpen, MissingOrShortValidFlagFileFails) {
+TEST(BlockManagerOpen, MissingValidFlagFileFailsWithoutAMessage) {
   TempDir dir;
   ConsoleCapture console;
   std::string name = dir.file("s");
   { auto set = makeSet(name, 32, 40); }
-  writeWholeFile(name + "-SUPR.dat", "BLCK0001\x01");  // 1 bitmap byte of the 6 needed
-  EXPECT_EQ(BlockManager::open(name.c_str(), 32, 40, 1, 0, 1), nullptr);
   ::unlink((name + "-SUPR.dat").c_str());
   EXPECT_EQ(BlockManager::open(name.c_str(), 32, 40, 1, 0, 1), nullptr);
   EXPECT_TRUE(console.lines.empty());
@@ -197,8 +195,8 @@ TEST(BlockManagerOverwrite, YesToAllAsksOnceNoLeavesEverythingUntouched) {
     ASSERT_TRUE(set);
     EXPECT_EQ(console.count("question: "), 1);
     EXPECT_TRUE(console.saw("answer: Yes to All (script)"));
-    // Existing block files are reused, not truncated: old bytes stay but the last.
-    EXPECT_EQ(readWholeFile(name + "-0000.dat"), std::string(639, 'x') + std::string(1, '\0'));
+    // An agreed overwrite leaves nothing of the old content.
+    EXPECT_EQ(readWholeFile(name + "-0000.dat"), std::string(640, '\0'));
   }
   {
     ConsoleCapture console;  // no answer queued: the default is "No"
@@ -207,11 +205,31 @@ TEST(BlockManagerOverwrite, YesToAllAsksOnceNoLeavesEverythingUntouched) {
   }
 }
 
+// An agreed overwrite by a smaller set cuts the files to their new lengths and
+// removes what only the older set had; the new set reads zeros where nothing was written.
+TEST(BlockManagerOverwrite, ASmallerSetLeavesNothingOfTheLargerOne) {
+  TempDir dir;
+  std::string name = dir.file("s");
+  {
+    std::unique_ptr<BlockManager> large(BlockManager::create(name.c_str(), 16, 200, 1, 1024, 1, 1));
+    auto block = pattern(16, 5);
+    for (int b = 0; b < 200; ++b) large->putBlock(block.data(), b);
+    ASSERT_TRUE(fileExists(name + "-0003.dat"));
+  }
+  writeWholeFile(name + "-INTN.dat", "BLCKINT1");
+  std::unique_ptr<BlockManager> small(BlockManager::create(name.c_str(), 16, 70, 1, 1024, 1, 1));
+  ASSERT_TRUE(small);
+  EXPECT_EQ(readWholeFile(name + "-0001.dat"), std::string(6 * 16, '\0'));
+  EXPECT_EQ(readWholeFile(name + "-0000.dat"), std::string(64 * 16, '\0'));
+  for (const char* gone : {"-0002.dat", "-0003.dat", "-INTN.dat"}) EXPECT_FALSE(fileExists(name + gone)) << gone;
+  EXPECT_EQ(sizeOfFile(name + "-SUPR.dat"), 70 / 8 + 9);
+}
+
 TEST(BlockManagerFailures, CreateRemovesEveryFileWhenOneCannotBeMade) {
   TempDir dir;
   std::string name = dir.file("f");
   const int blocks = 3 * 64;  // three data files of 64 blocks
-  for (FileFaults::Op op : {FileFaults::OPEN, FileFaults::SEEK, FileFaults::WRITE}) {
+  for (FileFaults::Op op : {FileFaults::OPEN, FileFaults::TRUNCATE}) {
     FileFaults faults;
     faults.failCall(op, 3);  // the second block data file
     EXPECT_EQ(BlockManager::create(name.c_str(), 16, blocks, 1, 1024, 1, 1), nullptr) << op;
@@ -224,7 +242,7 @@ TEST(BlockManagerFailures, CreateThrowsZeroWhenTheFirstBitmapCannotBeStored) {
   TempDir dir;
   std::string name = dir.file("t");
   FileFaults faults;
-  faults.failCall(FileFaults::WRITE, 3);  // two sizing writes, then the magic
+  faults.failCall(FileFaults::WRITE, 1);  // files are sized without writing: this is the bitmap
   int thrown = -1;
   try {
     BlockManager::create(name.c_str(), 16, 4, 1, 0, 1, 1);
@@ -236,21 +254,26 @@ TEST(BlockManagerFailures, CreateThrowsZeroWhenTheFirstBitmapCannotBeStored) {
   EXPECT_FALSE(fileExists(name + "-0000.dat"));
 }
 
-TEST(BlockManagerFailures, ShortTransfersFailAndLeaveTheManagerUsable) {
+// A block whose write failed or fell short is never flagged current, and loses
+// a flag it had: it may hold part of its new bytes.
+TEST(BlockManagerFailures, FailedTransfersNeverFlagAndLeaveTheManagerUsable) {
   TempDir dir;
   auto set = makeSet(dir.file("u"), 64, 4);
   auto block = pattern(64, 9);
   std::vector<unsigned char> back(64);
+  ASSERT_EQ(set->putBlock(block.data(), 2), 1);
   FileFaults faults;
-  faults.failCall(FileFaults::WRITE, 1, 10);
-  EXPECT_EQ(set->putBlock(block.data(), 1), 0);
-  EXPECT_TRUE(set->validFlag(1));  // positioned, so flagged even though the write fell short
-  faults.failCall(FileFaults::READ, 1, 1);
+  for (FileFaults::Failure how : {FileFaults::SHORT_COUNT, FileFaults::NO_SPACE, FileFaults::IO_ERROR}) {
+    faults.failCall(FileFaults::WRITE, 1, how);
+    EXPECT_EQ(set->putBlock(block.data(), 1), 0) << how;
+    EXPECT_FALSE(set->validFlag(1)) << how;
+    faults.failCall(FileFaults::WRITE, 1, how);
+    EXPECT_EQ(set->putBlock(block.data(), 2), 0) << how;
+    EXPECT_FALSE(set->validFlag(2)) << how;
+  }
+  faults.failCall(FileFaults::READ, 1, FileFaults::SHORT_COUNT);
   EXPECT_EQ(set->getBlock(back.data(), 1), 0);
-  faults.failCall(FileFaults::SEEK, 1);
-  EXPECT_EQ(set->putBlock(block.data(), 2), 0);
-  EXPECT_FALSE(set->validFlag(2));
-  faults.failCall(FileFaults::WRITE, 2);  // the bitmap after the magic
+  faults.failCall(FileFaults::WRITE, 1);  // the magic and the bitmap go out in one call
   EXPECT_EQ(set->writeValids(), 0);
   EXPECT_EQ(set->validsModified, 1);
   ASSERT_EQ(set->putBlock(block.data(), 3), 1);
