@@ -11,6 +11,7 @@
 #include "convert/QxImReadDialogNegotiator.h"
 #include "convert/SliceChunkWriter.h"
 #include "convert/UxConvertToDiskData.h"
+#include "host/images/ImagePrefetch.h"
 #include "host/images/ImageReaders.h"
 #include "host/dialogs/QxImReadDialog.h"
 #include "host/base/TbAssertionHandlerInit.h"
@@ -121,6 +122,8 @@ bool convertStack(SliceChunkWriter& writer, const InputList& files, const Stack&
   PageNotice pages;
   const int chunk = writer.chunkSlices();
   const size_t sliceBytes = static_cast<size_t>(stack.width) * stack.height * components;
+  // The host decodes the next images while this one is converted and stored.
+  ImagePrefetch prefetch(files.dataPtr(), files.size());
   for (int s = 0; s < stack.depth; s += chunk) {
     const int n = chunk < stack.depth - s ? chunk : stack.depth - s;
     std::memset(writer.chunk(), 0, sliceBytes * n);

@@ -1,5 +1,7 @@
 #include "host/images/ImageReaders.h"
 
+#include "host/images/ImagePrefetch.h"
+
 #include <QImage>
 #include <QImageReader>
 #include <QString>
@@ -103,7 +105,11 @@ int readImage2(const char* filename, int size[3], TbTypedPointer& pixels, int fl
   return readImage2Page(filename, 0, size, pixels, flags);
 }
 
-int readQImage(const char* filename, QImage* image, int flags) { return readQImagePage(filename, 0, image, flags); }
+int readQImage(const char* filename, QImage* image, int flags) {
+  bool decoded = false;
+  if (image && ImagePrefetch::take(filename, image, decoded)) return decoded ? 1 : 0;
+  return readQImagePage(filename, 0, image, flags);
+}
 
 int readImage2Page(const char* filename, int page, int size[3], TbTypedPointer& pixels, int /*flags*/) {
   const QImage image = loadImage(filename, page);

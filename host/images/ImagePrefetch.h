@@ -1,0 +1,35 @@
+#pragma once
+// ImagePrefetch: decodes the images a caller is about to read, in the order it
+// will read them, on a host thread, so that decoding the next image overlaps
+// whatever the caller does with the current one. While an ImagePrefetch lives,
+// readQImage of the next file of its list hands over the image decoded ahead
+// (waiting for it if need be) instead of decoding it again; a read of any other
+// file decodes as usual. The images are exactly what readQImage gives.
+//
+// At most `ahead` decoded images wait, so memory stays a few images. Nothing
+// here fails: a file that cannot be decoded is handed over as the failure
+// readQImage would report. The destructor stops the thread (after the image it
+// is decoding) and drops what waits. One prefetch at a time, made, used and
+// destroyed on one thread; a second one replaces the first.
+#include <memory>
+#include <string>
+#include <vector>
+
+class QImage;
+
+class ImagePrefetch {
+ public:
+  ImagePrefetch(const char* const* files, int count, int ahead = 4);
+  ~ImagePrefetch();
+  ImagePrefetch(const ImagePrefetch&) = delete;
+  ImagePrefetch& operator=(const ImagePrefetch&) = delete;
+
+  // For readQImage: true when `file` is the next of the list, with `image` and
+  // `decoded` set from the image decoded ahead.
+  static bool take(const char* file, QImage* image, bool& decoded);
+
+  struct Queue;
+
+ private:
+  std::unique_ptr<Queue> queue;
+};
