@@ -17,7 +17,8 @@ struct ImagePrefetch::Queue {
   };
 
   std::vector<std::string> files;
-  size_t ahead;
+  size_t budget;
+  size_t readyBytes = 0;
   size_t nextToTake = 0;
   std::deque<Decoded> ready;
   bool stopping = false;
@@ -29,12 +30,13 @@ struct ImagePrefetch::Queue {
     for (const std::string& file : files) {
       {
         std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [this] { return stopping || ready.size() < ahead; });
+        changed.wait(lock, [this] { return stopping || ready.empty() || readyBytes < budget; });
         if (stopping) return;
       }
       Decoded decoded;
       decoded.ok = decodeImage(file.c_str(), &decoded.image);
       std::lock_guard<std::mutex> lock(mutex);
+      readyBytes += static_cast<size_t>(decoded.image.sizeInBytes());
       ready.push_back(std::move(decoded));
       changed.notify_all();
     }
@@ -49,9 +51,9 @@ std::mutex activeMutex;
 ImagePrefetch::Queue* active = nullptr;
 }  // namespace
 
-ImagePrefetch::ImagePrefetch(const char* const* files, int count, int ahead) : queue(new Queue) {
+ImagePrefetch::ImagePrefetch(const char* const* files, int count, size_t budgetBytes) : queue(new Queue) {
   for (int i = 0; i < count; ++i) queue->files.emplace_back(files[i] ? files[i] : "");
-  queue->ahead = ahead > 0 ? static_cast<size_t>(ahead) : 1;
+  queue->budget = budgetBytes;
   queue->worker = std::thread([q = queue.get()] { q->decodeAll(); });
   std::lock_guard<std::mutex> lock(activeMutex);
   active = queue.get();
@@ -79,6 +81,7 @@ bool ImagePrefetch::take(const char* file, QImage* image, bool& decoded) {
   q->changed.wait(lock, [q] { return !q->ready.empty(); });
   Queue::Decoded next = std::move(q->ready.front());
   q->ready.pop_front();
+  q->readyBytes -= static_cast<size_t>(next.image.sizeInBytes());
   ++q->nextToTake;
   q->changed.notify_all();
   decoded = next.ok;

@@ -6,11 +6,13 @@
 // (waiting for it if need be) instead of decoding it again; a read of any other
 // file decodes as usual. The images are exactly what readQImage gives.
 //
-// At most `ahead` decoded images wait, so memory stays a few images. Nothing
+// Decoded images wait up to `budgetBytes` (one image at least, however large),
+// so memory stays bounded whatever the stack. Nothing
 // here fails: a file that cannot be decoded is handed over as the failure
 // readQImage would report. The destructor stops the thread (after the image it
 // is decoding) and drops what waits. One prefetch at a time, made, used and
 // destroyed on one thread; a second one replaces the first.
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,7 +21,9 @@ class QImage;
 
 class ImagePrefetch {
  public:
-  ImagePrefetch(const char* const* files, int count, int ahead = 4);
+  static const size_t kDefaultBudget = 64u << 20;
+
+  ImagePrefetch(const char* const* files, int count, size_t budgetBytes = kDefaultBudget);
   ~ImagePrefetch();
   ImagePrefetch(const ImagePrefetch&) = delete;
   ImagePrefetch& operator=(const ImagePrefetch&) = delete;
