@@ -24,21 +24,6 @@ uint32_t readLength(const unsigned char* from) {
 
 }  // namespace
 
-SoType SoLz4Compressor::getClassTypeId() {
-  static const SoType type = SoType::createType(
-      SoDataCompressor::getClassTypeId(), SbName("SoLz4Compressor"), &createInstance);
-  return type;
-}
-
-void SoLz4Compressor::initClass() {
-  SoDataCompressor::initClass();
-  (void)getClassTypeId();
-}
-
-void* SoLz4Compressor::createInstance() { return new SoLz4Compressor; }
-
-SoType SoLz4Compressor::getTypeId() const { return getClassTypeId(); }
-
 SbString SoLz4Compressor::getCompressorName() const { return SbString("lz4"); }
 
 int SoLz4Compressor::getCompressionLevel() const { return acceleration; }

@@ -12,21 +12,6 @@ bool fitsULong(size_t bytes) { return bytes == static_cast<size_t>(static_cast<u
 
 }  // namespace
 
-SoType SoZlibCompressor::getClassTypeId() {
-  static const SoType type = SoType::createType(
-      SoDataCompressor::getClassTypeId(), SbName("SoZlibCompressor"), &createInstance);
-  return type;
-}
-
-void SoZlibCompressor::initClass() {
-  SoDataCompressor::initClass();
-  (void)getClassTypeId();
-}
-
-void* SoZlibCompressor::createInstance() { return new SoZlibCompressor; }
-
-SoType SoZlibCompressor::getTypeId() const { return getClassTypeId(); }
-
 SbString SoZlibCompressor::getCompressorName() const { return SbString("zlib"); }
 
 int SoZlibCompressor::getCompressionLevel() const { return compressionLevel; }

@@ -3,19 +3,14 @@
 // level (6), as numcodecs' Zlib codec reads it. Slow to write but readable by
 // almost any tool, which is why it stays offered.
 //
-// Registration follows SoDataCompressor: initClass registers the base first,
-// then this type, once; getClassTypeId registers on first use and never
-// answers badType. compress and decompress keep the base's failure promises.
-#include "host/codecs/SoDataCompressor.h"
+// Registration is SoRegisteredCompressor's. compress and decompress keep the
+// base's failure promises.
+#include "host/codecs/SoRegisteredCompressor.h"
 
-class SoZlibCompressor : public SoDataCompressor {
+class SoZlibCompressor : public SoRegisteredCompressor<SoZlibCompressor> {
  public:
-  static SoType getClassTypeId();
-  static void initClass();
-  // The create function handed to the type system.
-  static void* createInstance();
+  static constexpr const char* typeName = "SoZlibCompressor";
 
-  SoType getTypeId() const override;
   SbString getCompressorName() const override;
   int getCompressionLevel() const override;
   bool compress(const void* in, size_t inBytes, std::vector<unsigned char>& out) const override;

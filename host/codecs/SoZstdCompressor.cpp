@@ -28,21 +28,6 @@ Context makeContext() {
 
 }  // namespace
 
-SoType SoZstdCompressor::getClassTypeId() {
-  static const SoType type = SoType::createType(
-      SoDataCompressor::getClassTypeId(), SbName("SoZstdCompressor"), &createInstance);
-  return type;
-}
-
-void SoZstdCompressor::initClass() {
-  SoDataCompressor::initClass();
-  (void)getClassTypeId();
-}
-
-void* SoZstdCompressor::createInstance() { return new SoZstdCompressor; }
-
-SoType SoZstdCompressor::getTypeId() const { return getClassTypeId(); }
-
 SbString SoZstdCompressor::getCompressorName() const { return SbString("zstd"); }
 
 int SoZstdCompressor::getCompressionLevel() const { return compressionLevel; }

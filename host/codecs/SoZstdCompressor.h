@@ -1,24 +1,19 @@
 #pragma once
 // SoZstdCompressor: the "zstd" codec, one Zstandard frame at level 3, the best
-// ratio for its speed on volume blocks. Each frame records its content size
-// and a checksum of the content, so damage is found rather than passed on;
-// numcodecs' Zstd codec reads the size from the frame, so Python's zarr
-// decodes these frames as they are.
+// ratio for its speed on volume blocks. Each frame records its content size and
+// a checksum of the content, so damage is found rather than passed on;
+// numcodecs' Zstd codec reads the size from the frame, so Python's zarr decodes
+// these frames as they are.
 //
-// Registration follows SoDataCompressor: initClass registers the base first,
-// then this type, once; getClassTypeId registers on first use and never
-// answers badType. compress and decompress keep the base's failure promises;
-// decompress also refuses a frame that does not record its content size.
-#include "host/codecs/SoDataCompressor.h"
+// Registration is SoRegisteredCompressor's. compress and decompress keep the
+// base's failure promises; decompress also refuses a frame that does not record
+// its content size.
+#include "host/codecs/SoRegisteredCompressor.h"
 
-class SoZstdCompressor : public SoDataCompressor {
+class SoZstdCompressor : public SoRegisteredCompressor<SoZstdCompressor> {
  public:
-  static SoType getClassTypeId();
-  static void initClass();
-  // The create function handed to the type system.
-  static void* createInstance();
+  static constexpr const char* typeName = "SoZstdCompressor";
 
-  SoType getTypeId() const override;
   SbString getCompressorName() const override;
   int getCompressionLevel() const override;
   bool compress(const void* in, size_t inBytes, std::vector<unsigned char>& out) const override;
