@@ -69,7 +69,7 @@ TEST_F(Driver, TheTiledConvertersResult) {
                       rawWords(11, 6, 5, "uint16", 3, 21, "big", {rgb}, {"-1", "1", "-2", "2", "0.5", "9"}))
                   .result,
               c.result);
-    EXPECT_EQ(messages(), c.messages);
+    EXPECT_EQ(console.lines, c.messages);
     ASSERT_EQ(TiledDouble::calls().size(), 1u);
     const TiledDouble::Call& call = TiledDouble::calls()[0];
     EXPECT_EQ(call.files, Words{rgb});
@@ -84,7 +84,7 @@ TEST_F(Driver, TheTiledConvertersResult) {
                     rawWords(9, 7, 6, "int16", 1, 0, "little", {input}))
                 .result,
             "0");
-  EXPECT_EQ(messages(), (Lines{"Error: io\n", "Error converting files"}));
+  EXPECT_EQ(console.lines, (Lines{"Error: io\n", "Error converting files"}));
 }
 
 // The raw description is had before the tiled converter runs; cancelled, the
@@ -124,7 +124,7 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
                       rawWords(6, 5, 4, "double", 1, 0, "little", {dir.file("d.raw")}))
                   .result,
               "1");
-    EXPECT_EQ(messages(), (Lines{"question: Cannot keep data as double.\nWould you like to convert data as float "
+    EXPECT_EQ(console.lines, (Lines{"question: Cannot keep data as double.\nWould you like to convert data as float "
                                  "values (loss of precision)? [Yes/No]",
                                  std::string("answer: ") + answer + " (script)"}));
     EXPECT_EQ(TiledDouble::calls().size(), *answer == 'Y' ? 1u : 0u);
@@ -140,7 +140,7 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
 
 TEST_F(Driver, AnUnknownFormatIsTriedAsRawData) {
   EXPECT_EQ(convertTo(dir.file("vol"), "Foo").result, "1");
-  EXPECT_EQ(messages(), Lines{"Don't know how to convert filetype Foo. Trying 'Raw Data'"});
+  EXPECT_EQ(console.lines, Lines{"Don't know how to convert filetype Foo. Trying 'Raw Data'"});
   expectStored(dir.file("vol.lda"), volume);
 }
 
@@ -149,7 +149,7 @@ TEST_F(Driver, FromThePortsAFileOfNoKnownFormatIsRawData) {
   writeRaw(unknown, volume);
   EXPECT_EQ(convertFromPorts({unknown}, "vol", UxBatchAnswers::RAW, kDescribe16), 1);
   EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
-  EXPECT_EQ(messages(), (Lines{"raw data dialog: 1 file, 630 bytes",
+  EXPECT_EQ(console.lines, (Lines{"raw data dialog: 1 file, 630 bytes",
                                "answer: -dims 9 7 5 -ptype int16 -ndatavar 1 -header 0 -endianess little "
                                "-bbox 0 1 0 2 0 3 (script)"}));
   expectStored(dir.file("vol.lda"), volume);

@@ -201,9 +201,6 @@ class TiledDouble {
   TiledFormats formats;
 };
 
-// The lines the console showed, without the progress lines of the work area.
-Lines withoutProgress(const Lines& lines);
-
 struct CommandResult {
   int code;
   std::string result;
@@ -230,7 +227,6 @@ class ConvertTest : public ::testing::Test {
     if (!answer.empty()) UxBatchAnswers::push(dialog, answer);
     return module.convertToDiskData(0, nullptr);
   }
-  Lines messages() const { return withoutProgress(console.lines); }
   // The files in the folder that are not among `inputs`.
   std::set<std::string> madeFiles(const Words& inputs = {}) const {
     std::set<std::string> made;

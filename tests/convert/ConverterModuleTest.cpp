@@ -165,7 +165,7 @@ TEST_F(ConverterButton, ALoadFollowsOnlyAConversionThatSucceeded) {
     module.inputs.setFilename(*c.inputs ? dir.file(c.inputs).c_str() : "");
     UxBatchAnswers::push(UxBatchAnswers::RAW, c.cancel ? Words{"cancel"} : kDescription);
     EXPECT_EQ(press(), 0u);
-    EXPECT_EQ(messages(), c.messages);
+    EXPECT_EQ(console.lines, c.messages);
     EXPECT_EQ(madeFiles({input}), std::set<std::string>{});
     UxBatchAnswers::clear();
   }

@@ -65,7 +65,7 @@ TEST_F(MeshConversion, ABigEndianUint16VolumeWrittenByHand) {
     EXPECT_EQ(convertCommand({dir.file(name + ".km")}, name).result, "1");
     expectStored(dir.file(name + ".lda"), volume);
   }
-  EXPECT_EQ(messages(), Lines{});
+  EXPECT_EQ(console.lines, Lines{});
 }
 
 // Sections of two dimensions or of zlib-encoded values are passed over, in
@@ -84,7 +84,7 @@ TEST_F(MeshConversion, ThePlainThreeDimensionalSectionAfterOthersIsTaken) {
     EXPECT_EQ(convertFromPorts({dir.file(name + ".km")}, name), 1);
     expectStored(dir.file(name + ".lda"), volume);
   }
-  EXPECT_EQ(messages(), Lines{});
+  EXPECT_EQ(console.lines, Lines{});
 }
 
 // Files the converter cannot stream are refused with the reason, and nothing
@@ -132,7 +132,7 @@ TEST_F(MeshConversion, ExtraWordsAreIgnored) {
   ASSERT_TRUE(writeMesh(file, {{"Density", {10, 9, 5}, TbPrimType::UINT16, 1, volume.values.data(), KorinMesh::PLAIN}},
                         KorinMesh::BINARY_BIG_ENDIAN));
   EXPECT_EQ(convertCommand({file}, "plain").result, "1");
-  EXPECT_EQ(messages(), Lines{});
+  EXPECT_EQ(console.lines, Lines{});
   expectStored(dir.file("plain.lda"), volume);
 
   TbDArray<char*> files;
@@ -141,7 +141,7 @@ TEST_F(MeshConversion, ExtraWordsAreIgnored) {
   char* words[] = {bbox, one};
   EXPECT_EQ(module.readerKorinMesh2UxDiskData(files, dir.file("extra.lda").c_str(), 2, words), 1);
   std::free(files[0]);
-  EXPECT_EQ(messages(), Lines{"ignoring options"});
+  EXPECT_EQ(console.lines, Lines{"ignoring options"});
   expectStored(dir.file("extra.lda"), volume);
 }
 

@@ -22,7 +22,7 @@ TEST_F(RawInterrupt, StoppedBeforeTheSecondChunkKeepsTheFirst) {
       convert(Words{"-format", "Raw Data", "-lda", dir.file("out")} + rawWords(13, 11, 100, "uint16", 1, 0, "little", {dir.file("in.raw")}));
   UxWorkArea::interruptAfterChecks(-1);
   EXPECT_EQ(done.result, "1");
-  EXPECT_EQ(messages(), (Lines{"interrupted", "Interrupted"}));
+  EXPECT_EQ(console.lines, (Lines{"interrupted", "Interrupted"}));
   // Level 0 is blocks 0-24 (slices 0-63 fill the first 16), level 1 blocks
   // 25-37, all brought up to date before anything reads them.
   std::ifstream file(dir.file("out.lda-SUPR.dat"), std::ios::binary);
