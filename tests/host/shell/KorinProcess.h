@@ -31,7 +31,6 @@ class KorinProcess {
 
  private:
   std::map<std::string, std::string> changes;
-  std::vector<std::string> unset;
   std::string stdinText;
   std::string folder;
 };
