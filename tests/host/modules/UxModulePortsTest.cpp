@@ -106,28 +106,33 @@ TEST_F(ModulePortsTest, FireComputesOnceAfterUpdateAndThenForgetsWhatWasNew) {
   EXPECT_FALSE(module.border.hasNewValue());
 }
 
-TEST_F(ModulePortsTest, HidingIsCountedAndExtraShowsAreIgnored) {
-  EXPECT_FALSE(module.portData.isVisible());
+// Hiding is counted, and a show too many banks no credit; only existing
+// buttons are labelled and pressed; ports removed before the module leave its
+// list, a port outliving its module does not reach back (ASan would see it),
+// and ports of a plain object belong to none.
+TEST_F(ModulePortsTest, HidingButtonsAndPortLifetimes) {
   module.portData.hideMaskIncrease();
   module.portData.showMaskDecrease();
-  EXPECT_FALSE(module.portData.isVisible()) << "one hide is still in force";
+  EXPECT_FALSE(module.portData.isVisible()) << "the module's own hide is still in force";
   module.portData.showMaskDecrease();
   EXPECT_TRUE(module.portData.isVisible());
   module.portData.showMaskDecrease();
   module.portData.hideMaskIncrease();
   EXPECT_FALSE(module.portData.isVisible()) << "a show too many must not bank credit";
-}
-
-// Ports removed before the module leave its list; a port outliving its module
-// does not reach back (ASan would see it); ports of a plain object belong to none.
-TEST_F(ModulePortsTest, PortsAndOwnersMayGoInEitherOrder) {
-  auto extra = std::make_unique<UxPortMultiMenu>(&module, "extra", 1);
-  EXPECT_EQ(module.numPorts(), 6);
-  extra.reset();
+  {
+    UxPortButtonList list(&module, "actions", 3);
+    EXPECT_EQ(module.numPorts(), 6);
+    list.setLabel(2, "Reset");
+    list.hit(7);
+    EXPECT_FALSE(list.hasNewValue());
+    list.hit(2);
+    EXPECT_TRUE(list.wasHit(2) && !list.wasHit(0));
+    ASSERT_EQ(run({"reader", "actions", "getLabel", "2"}), TCL_OK);
+    EXPECT_EQ(tcl.result(), "Reset");
+  }
   ASSERT_EQ(run({"reader", "getPorts"}), TCL_OK);
   EXPECT_EQ(tcl.result(), "data files size border apply");
-  EXPECT_EQ(run({"reader", "extra", "getValue"}), TCL_ERROR);
-
+  EXPECT_EQ(run({"reader", "actions", "getLabel", "2"}), TCL_ERROR);
   auto gone = std::make_unique<UxModule>();
   auto late = std::make_unique<UxPort>(gone.get(), "late");
   gone.reset();
@@ -137,19 +142,6 @@ TEST_F(ModulePortsTest, PortsAndOwnersMayGoInEitherOrder) {
   EXPECT_EQ(menu.getOwner(), &object);
   menu.setIndex(1);
   EXPECT_EQ(menu.getIndex(0), 1);
-}
-
-// Only existing buttons can be labelled and pressed.
-TEST_F(ModulePortsTest, ButtonLists) {
-  UxPortButtonList list(&module, "actions", 3);
-  list.setLabel(2, "Reset");
-  list.hit(7);
-  EXPECT_FALSE(list.hasNewValue());
-  list.hit(2);
-  EXPECT_TRUE(list.wasHit(2));
-  EXPECT_FALSE(list.wasHit(0));
-  ASSERT_EQ(run({"reader", "actions", "getLabel", "2"}), TCL_OK);
-  EXPECT_EQ(tcl.result(), "Reset");
 }
 
 }  // namespace
