@@ -45,6 +45,11 @@ KorinProcess& KorinProcess::input(const std::string& text) {
   return *this;
 }
 
+KorinProcess& KorinProcess::atTerminal() {
+  terminal = true;
+  return *this;
+}
+
 std::string KorinProcess::file(const std::string& name) const { return folder + "/" + name; }
 
 ShellRun KorinProcess::run(const std::vector<std::string>& args) const {
@@ -52,8 +57,9 @@ ShellRun KorinProcess::run(const std::vector<std::string>& args) const {
   writeWholeFile(in, stdinText);
   std::string command = "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM";
   for (const auto& change : changes) command += " " + quoted(change.first + "=" + change.second);
-  command += " " + quoted(executable());
-  for (const std::string& arg : args) command += " " + quoted(arg);
+  std::string korin = quoted(executable());
+  for (const std::string& arg : args) korin += " " + quoted(arg);
+  command += terminal ? " script -qec " + quoted(korin) + " /dev/null" : " " + korin;
   const int status = std::system((command + " <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
   ShellRun result;
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

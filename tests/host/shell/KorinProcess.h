@@ -21,6 +21,8 @@ class KorinProcess {
   KorinProcess& withTestPackages();
   KorinProcess& withBrokenPackages();
   KorinProcess& input(const std::string& text);
+  // Runs korin on a terminal of its own (made by script(1)), which echoes the input.
+  KorinProcess& atTerminal();
 
   ShellRun run(const std::vector<std::string>& args) const;
   // Writes the script to a file of the temporary folder and runs it.
@@ -32,5 +34,6 @@ class KorinProcess {
  private:
   std::map<std::string, std::string> changes;
   std::string stdinText;
+  bool terminal = false;
   std::string folder;
 };
