@@ -1,12 +1,14 @@
 // Raw volumes into disk data: the description from the command's words or the
-// raw-data dialog, the files read slice chunk by slice chunk, and the refusals,
-// checked against the stored samples of the set read back from disk.
+// raw-data dialog, the files read slice chunk by slice chunk, Ctrl-C between
+// chunks, and the refusals, checked against the stored samples of the set read
+// back from disk.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 
 #include "ConvertTestSupport.h"
 #include "convert/SliceChunkWriter.h"
+#include "host/console/UxWorkArea.h"
 #include "support/FileFaults.h"
 
 namespace {
@@ -167,6 +169,24 @@ TEST_F(RawConversion, AWrongDescriptionWordIsNamed) {
   // The files the dialog would describe are the command's words.
   EXPECT_EQ(console.lines, (Lines{"Error -ptype", "Error: can't open -dims", "Error converting files"}));
   EXPECT_EQ(madeFiles({dir.file("in.raw")}), std::set<std::string>{});
+}
+
+// Ctrl-C during a raw conversion stops before the next chunk, keeps the
+// chunks stored, brings their levels up to date and counts as done.
+TEST_F(RawConversion, CtrlCBeforeTheSecondChunkKeepsTheFirst) {
+  auto volume = testVolume<uint16_t>(13, 11, 100);  // chunks of 64 and 36 slices
+  writeRaw(dir.file("in.raw"), volume);
+  UxWorkArea::interruptAfterChecks(1);
+  const CommandResult done = convertRaw(rawWords(13, 11, 100, "uint16", 1, 0, "little", {dir.file("in.raw")}));
+  UxWorkArea::interruptAfterChecks(-1);
+  EXPECT_EQ(done.result, "1");
+  EXPECT_EQ(console.lines, (Lines{"interrupted", "Interrupted"}));
+  // Level 0 is blocks 0-24 (slices 0-63 fill the first 16), level 1 blocks
+  // 25-37, all brought up to date before anything reads them.
+  const std::string flags = readWholeFile(dir.file("out.lda-SUPR.dat"));
+  for (int b = 0; b < 45; ++b) EXPECT_EQ((flags.at(8 + b / 8) >> (b % 8)) & 1, b < 16 || (b >= 25 && b < 38)) << b;
+  for (size_t i = 64 * 13 * 11; i < volume.values.size(); ++i) volume.values[i] = 0;
+  expectStored(out(), volume);
 }
 
 // The description from the raw-data dialog.

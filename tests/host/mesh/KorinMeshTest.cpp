@@ -1,6 +1,7 @@
 // KorinMesh files on disk: round trips of every encoding and type, recorded
-// positions checked against the bytes of the real file, the hand-written
-// examples of docs/korinmesh.md, refusals of broken files, and safe writes.
+// positions checked against the bytes of the real file, the spelling of reals,
+// the hand-written examples of docs/korinmesh.md, refusals of broken files,
+// and safe writes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "host/mesh/KorinMesh.h"
+#include "host/mesh/KorinMeshSyntax.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -298,6 +300,26 @@ TEST(KorinMeshRoundTrip, CompressedSectionIsSmallerAndDecodesWithProgress) {
   CountingProgress refused;
   EXPECT_EQ(KorinMesh::read(dir.file("missing.km").c_str(), &refused), nullptr);
   EXPECT_EQ(refused.begun, refused.ended);
+}
+
+// Reals in written headers: the shortest text that reads back to the same
+// value, as a person would write it, and a float spelled as a float.
+TEST(KorinMeshNumbers, ShortestPlainSpelling) {
+  const struct { double value; bool fromFloat; const char* text; } cases[] = {
+      {300, false, "300"},
+      {0.1, false, "0.1"},
+      {0.1f, true, "0.1"},
+      {-149.5f, true, "-149.5"},
+      {1.0f / 3, true, "0.33333334"},
+      {1.0 / 3, false, "0.3333333333333333"},
+      {1e20, false, "100000000000000000000"},
+      {1e21, false, "1e+21"},
+      {1e-7, false, "0.0000001"},
+      {2.5e-8, false, "2.5e-8"},
+      {FLT_MAX, true, "3.4028235e+38"},
+      {-0.0, false, "-0"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(KorinMeshSyntax::realText(c.value, c.fromFloat), c.text) << c.text;
 }
 
 // Hand-written files: the examples of docs/korinmesh.md
