@@ -91,11 +91,11 @@ std::vector<float> StoredSet::box() const {
   return std::vector<float>(b, b + 6);
 }
 
-int StoredSet::readInto(void* buffer, const int* origin, const int* size, int subsampling) {
+int StoredSet::readInto(void* buffer, const int* size, int subsampling) {
   UxExternalData::BlockRequest request;
   request.data = buffer;
   for (int a = 0; a < 3; ++a) {
-    request.origin[a] = request.bufferOrigin[a] = origin[a];
+    request.origin[a] = request.bufferOrigin[a] = 0;
     request.size[a] = request.bufferSize[a] = size[a];
     request.subsampling[a] = subsampling;
   }

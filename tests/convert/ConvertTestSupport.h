@@ -110,17 +110,15 @@ class StoredSet {
   explicit operator bool() const { return data != nullptr; }
   std::vector<int> dims() const;
   std::vector<float> box() const;
-  int readInto(void* buffer, const int* origin, const int* size, int subsampling);
-  // The box of `size` samples (counted at the subsampling) from level-0
-  // `origin`, by default the whole set; samples not delivered read 77.
+  int readInto(void* buffer, const int* size, int subsampling);
+  // The whole set at the subsampling; samples not delivered read 77.
   template <class T>
-  ReferenceVolume<T> read(int subsampling, int* status = nullptr, std::vector<int> origin = {0, 0, 0},
-                          std::vector<int> size = {}) {
-    if (size.empty())
-      for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
+  ReferenceVolume<T> read(int subsampling, int* status = nullptr) {
+    std::vector<int> size;
+    for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
     ReferenceVolume<T> box(size[0], size[1], size[2], data->getNDataVar());
     for (T& v : box.values) v = T(77);
-    const int done = readInto(box.values.data(), origin.data(), size.data(), subsampling);
+    const int done = readInto(box.values.data(), size.data(), subsampling);
     if (status) *status = done;
     return box;
   }
