@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "host/codecs/SoZlibCompressor.h"
 #include "host/mesh/KorinMesh.h"
 #include "host/mesh/KorinMeshSyntax.h"
 #include "support/TempDir.h"
@@ -88,27 +89,13 @@ std::unique_ptr<KorinMesh> readText(const TempDir& dir, const Bytes& content) {
   return readMesh(dir.file("hand.km"));
 }
 
-// A zlib stream of stored (uncompressed) blocks, made here rather than with the
-// library the reader uses, so the reader is checked against the stream format.
+// A zlib stream of the bytes, made by the host's zlib codec; its last byte
+// (of the checksum) flipped when asked.
 Bytes zlibStream(const Bytes& plain, bool breakChecksum = false) {
-  Bytes out("\x78\x01", 2);
-  uint32_t a = 1, b = 0;
-  for (unsigned char c : plain) {
-    a = (a + c) % 65521;
-    b = (b + a) % 65521;
-  }
-  size_t at = 0;
-  do {
-    const size_t length = std::min<size_t>(plain.size() - at, 65535);
-    const char head[] = {static_cast<char>(at + length == plain.size()), static_cast<char>(length & 0xff),
-                         static_cast<char>(length >> 8), static_cast<char>(~length & 0xff),
-                         static_cast<char>((~length >> 8) & 0xff)};
-    out += Bytes(head, 5) + plain.substr(at, length);
-    at += length;
-  } while (at < plain.size());
-  const uint32_t adler = ((b << 16) | a) ^ (breakChecksum ? 1 : 0);
-  for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>((adler >> shift) & 0xff);
-  return out;
+  std::vector<unsigned char> stream;
+  SoZlibCompressor().compress(plain.data(), plain.size(), stream);
+  if (breakChecksum) stream.back() ^= 1;
+  return Bytes(stream.begin(), stream.end());
 }
 
 std::vector<std::string> filesIn(const std::string& folder) {
