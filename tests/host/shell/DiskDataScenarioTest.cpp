@@ -12,12 +12,6 @@
 
 namespace {
 
-KorinProcess withPackage() {
-  KorinProcess korin;
-  korin.setEnv("KORIN_PACKAGE_PATH", KORIN_BUILD_DIR);
-  return korin;
-}
-
 // A 64 x 48 x 20 int16 ramp, x + 2y + 3z - 100, written into a new on-disk
 // lattice and read back whole and at subsamplings 2 and 8 after a reload.
 TEST(DiskDataScenario, HookCreatesWritesReopensAndReadsCoarse) {
@@ -27,7 +21,7 @@ TEST(DiskDataScenario, HookCreatesWritesReopensAndReadsCoarse) {
     for (int y = 0; y < 48; ++y)
       for (int x = 0; x < 64; ++x) ramp.push_back(static_cast<int16_t>(x + 2 * y + 3 * z - 100));
   writeWholeFile(dir.file("ramp.raw"), std::string(reinterpret_cast<const char*>(ramp.data()), ramp.size() * 2));
-  const ShellRun run = withPackage().runScript(
+  const ShellRun run = KorinProcess().withPackagesIn("").runScript(
       "answer file " + dir.file("ramp.km") + "\n"
       "set d [newLattice -ondisk 1 int16 64 48 20 0 63 0 47 0 19]\n"
       "puts \"$d [$d getDims] [$d getPrimType] [$d isWritable]\"\n"
@@ -52,7 +46,7 @@ TEST(DiskDataScenario, HookCreatesWritesReopensAndReadsCoarse) {
 TEST(DiskDataScenario, CreateDiskDataCommandAndItsRefusals) {
   TempDir dir;
   const std::string make = "set d [newLattice -ondisk 1 uint8 8 8 8]\n";
-  const ShellRun run = withPackage().runScript(
+  const ShellRun run = KorinProcess().withPackagesIn("").runScript(
       "answer file " + dir.file("first.km") + "\n" + make +
       "puts [$d createDiskData " + dir.file("second.km") + " " + dir.file("blocks") + " 64 64 32 1 uint16]\n"
       "puts [second.km getPrimType]\n"
@@ -73,7 +67,7 @@ TEST(DiskDataScenario, CreateDiskDataCommandAndItsRefusals) {
 
 TEST(DiskDataScenario, AMovedDescriptionFindsItsBlocksAndAMissingOneIsReported) {
   TempDir dir;
-  const ShellRun run = withPackage().runScript(
+  const ShellRun run = KorinProcess().withPackagesIn("").runScript(
       "answer file " + dir.file("a.km") + "\n"
       "set d [newLattice -ondisk 1 uint8 8 8 8]\n"
       "$d createDiskData " + dir.file("moving.km") + " " + dir.file("store") + " 16 16 16 1 uint8\n"
@@ -91,7 +85,7 @@ TEST(DiskDataScenario, AMovedDescriptionFindsItsBlocksAndAMissingOneIsReported) 
 }
 
 TEST(DiskDataScenario, TheFileDialogCancelledCreatesNothing) {
-  const ShellRun run = withPackage().runScript("puts [catch {newLattice -ondisk 1 uint8 8 8 8}]\nputs [list]\n");
+  const ShellRun run = KorinProcess().withPackagesIn("").runScript("puts [catch {newLattice -ondisk 1 uint8 8 8 8}]\nputs [list]\n");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("1\n\n"), std::string::npos) << run.out;
 }

@@ -25,19 +25,13 @@ std::string quoted(const std::string& word) {
 
 KorinProcess::KorinProcess() : folder(scratch().path()) { changes["KORIN_PACKAGE_PATH"] = ""; }
 
-std::string KorinProcess::executable() { return std::string(KORIN_BUILD_DIR) + "/korin"; }
-
 KorinProcess& KorinProcess::setEnv(const std::string& name, const std::string& value) {
   changes[name] = value;
   return *this;
 }
 
-KorinProcess& KorinProcess::withTestPackages() {
-  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + "/testpackages");
-}
-
-KorinProcess& KorinProcess::withBrokenPackages() {
-  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + "/testpackages-broken");
+KorinProcess& KorinProcess::withPackagesIn(const std::string& folder) {
+  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + (folder.empty() ? "" : "/" + folder));
 }
 
 KorinProcess& KorinProcess::input(const std::string& text) {
@@ -57,7 +51,7 @@ ShellRun KorinProcess::run(const std::vector<std::string>& args) const {
   writeWholeFile(in, stdinText);
   std::string command = "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM";
   for (const auto& change : changes) command += " " + quoted(change.first + "=" + change.second);
-  std::string korin = quoted(executable());
+  std::string korin = quoted(std::string(KORIN_BUILD_DIR) + "/korin");
   for (const std::string& arg : args) korin += " " + quoted(arg);
   command += terminal ? " script -qec " + quoted(korin) + " /dev/null" : " " + korin;
   const int status = std::system((command + " <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err)).c_str());

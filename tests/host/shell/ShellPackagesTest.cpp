@@ -26,15 +26,14 @@ TEST(ShellPackages, PackagesLoadAndFinish) {
        "\"readNothing\"\npackage korinnoentry: " + broken +
            "/libkorinnoentry.so lacks the entry point \"korinpackage_korinnoentry_finish\"\n1\n"}};
   for (const auto& c : cases) {
-    KorinProcess korin;
-    const ShellRun run = (c.good ? korin.withTestPackages() : korin.withBrokenPackages()).run({"-e", c.script});
+    const ShellRun run = KorinProcess().withPackagesIn(c.good ? "testpackages" : "testpackages-broken").run({"-e", c.script});
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_EQ(run.out, c.out);
   }
 }
 
 TEST(ShellPackages, CreatedObjectsAreCommandsUntilRemoved) {
-  const ShellRun run = KorinProcess().withTestPackages().runScript(
+  const ShellRun run = KorinProcess().withPackagesIn("testpackages").runScript(
       "puts [create MemoryVolume]\n"
       "puts [create MemoryVolume]\n"
       "puts [list]\n"
@@ -52,7 +51,7 @@ TEST(ShellPackages, CreatedObjectsAreCommandsUntilRemoved) {
 }
 
 TEST(ShellPackages, NewLatticeReportsALatticeThePackageDidNotMake) {
-  const ShellRun run = KorinProcess().withTestPackages().run(
+  const ShellRun run = KorinProcess().withPackagesIn("testpackages").run(
       {"-e", "newLattice -ondisk 1 complex 4 4 4"});
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.err.substr(0, run.err.find('\n')), "newLattice: the package made no lattice");
