@@ -290,7 +290,8 @@ TEST_F(ImageDriver, FromThePorts) {
     TiledDouble tiled(c.tiledAnswer, {c.tiled});
     EXPECT_EQ(run({"forceKorin311Format", c.forced}).code, TCL_OK);
     EXPECT_EQ(convertFromPorts(names, "vol", UxBatchAnswers::IMAGE, c.answer), c.result);
-    EXPECT_EQ(console.lines, (Lines{dialogLine(12, 9, 4, 3, names[0]), "answer: " + joined(c.answer) + " (script)"} + c.more));
+    const Lines said = {dialogLine(12, 9, 4, 3, names[0]), "answer: " + joined(c.answer) + " (script)"};
+    EXPECT_EQ(console.lines, said + c.more);
     const bool toTiled = c.tiled == std::string("TIFF") && *c.forced == '0' && c.result == 1 && c.more.empty();
     ASSERT_EQ(TiledDouble::calls().size(), toTiled ? 1u : 0u);
     if (toTiled) {

@@ -256,7 +256,8 @@ TEST(KorinMeshRoundTrip, WriterOutputReadsAsDocumented) {
   EXPECT_EQ(file, "korinmesh 1 text\n# made by a test\n\nstring ContentType \"Labels\"\n"
                   "reals BoundingBox 0 300 0.1 369 -2.5 80\nbundle \"Sub bundle\"\n"
                   "  string Name \"a \\\"b\\\"\"\nend\n\nlocation Top 3 2\n\n"
-                  "section Thickness on Top type int32 components 1 encoding 0\n\ndata Thickness\n1 -2 3\n40 500 6000\n");
+                  "section Thickness on Top type int32 components 1 encoding 0\n\n"
+                  "data Thickness\n1 -2 3\n40 500 6000\n");
   RecordingPositions recording;
   auto back = readMesh(dir.file("small.km"));
   ASSERT_NE(back, nullptr);

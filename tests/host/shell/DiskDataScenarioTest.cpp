@@ -85,7 +85,8 @@ TEST(DiskDataScenario, AMovedDescriptionFindsItsBlocksAndAMissingOneIsReported) 
 }
 
 TEST(DiskDataScenario, TheFileDialogCancelledCreatesNothing) {
-  const ShellRun run = KorinProcess().withPackagesIn("").runScript("puts [catch {newLattice -ondisk 1 uint8 8 8 8}]\nputs [list]\n");
+  const ShellRun run =
+      KorinProcess().withPackagesIn("").runScript("puts [catch {newLattice -ondisk 1 uint8 8 8 8}]\nputs [list]\n");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("1\n\n"), std::string::npos) << run.out;
 }

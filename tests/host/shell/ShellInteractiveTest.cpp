@@ -17,8 +17,8 @@ TEST(ShellInteractive, PromptsAnswersAndSurvivesErrors) {
   // \x04 at the start of a line is the terminal's end of input.
   const ShellRun run = KorinProcess()
                            .atTerminal()
-                           .input("set x 6\nexpr {$x * 7}\nerror [string cat oo ps]\nif {1} {\nputs [string toupper in]\n}\n"
-                                  "puts [string repeat $tcl_interactive 3]\n\x04")
+                           .input("set x 6\nexpr {$x * 7}\nerror [string cat oo ps]\nif {1} {\n"
+                                  "puts [string toupper in]\n}\nputs [string repeat $tcl_interactive 3]\n\x04")
                            .run({});
   EXPECT_EQ(run.status, 0) << run.out;
   for (const char* shown : {"korin> 42\r\n", "korin> oops\r\n", "korin> > > IN\r\n", "korin> 111\r\n"})

@@ -26,7 +26,8 @@ TEST(ShellPackages, PackagesLoadAndFinish) {
        "\"readNothing\"\npackage korinnoentry: " + broken +
            "/libkorinnoentry.so lacks the entry point \"korinpackage_korinnoentry_finish\"\n1\n"}};
   for (const auto& c : cases) {
-    const ShellRun run = KorinProcess().withPackagesIn(c.good ? "testpackages" : "testpackages-broken").run({"-e", c.script});
+    const char* folder = c.good ? "testpackages" : "testpackages-broken";
+    const ShellRun run = KorinProcess().withPackagesIn(folder).run({"-e", c.script});
     EXPECT_EQ(run.status, c.status) << run.err;
     EXPECT_EQ(run.out, c.out);
   }
