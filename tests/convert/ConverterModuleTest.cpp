@@ -34,12 +34,8 @@ TEST_F(ConverterModule, ANewModulesPortsAndValues) {
                {{"inputs", "getValue"}, ""},
                {{"output", "getValue"}, ""},
                {{"tileSize", "getLabels"}, "32 64 128 256"},
-               {{"tileSize", "getValue"}, "2"},
-               {{"borderSize", "getValue"}, "3"},
                {{"compression", "getLabels"}, "None zlib zstd lz4"},
-               {{"compression", "getValue"}, "1"},
                {{"samplingType", "getLabels"}, "Sharp Average"},
-               {{"samplingType", "getValue"}, "1"},
                {{"doIt", "getLabel"}, "CreateDiskData"}};
   for (const auto& r : reads) EXPECT_EQ(run(r.command).result, r.result) << r.command[0];
   EXPECT_EQ(module.moduleFlags & UxModule::TAKES_DATA_CONNECTION, 0u);
