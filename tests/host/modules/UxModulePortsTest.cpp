@@ -41,6 +41,22 @@ class ReaderModule : public UxModule {
   std::string seen;
 };
 
+// Words after an object's name, and the code and result they must give.
+struct Exchange {
+  std::vector<std::string> words;
+  int code;
+  const char* result;
+};
+
+void expectExchanges(ObjectCommandRunner& tcl, UxObject& object, const std::vector<Exchange>& exchanges) {
+  for (const Exchange& e : exchanges) {
+    std::vector<std::string> words = {"m"};
+    words.insert(words.end(), e.words.begin(), e.words.end());
+    EXPECT_EQ(tcl.run(object, words), e.code) << e.words[0];
+    EXPECT_EQ(tcl.result(), e.result) << e.words[0];
+  }
+}
+
 class ModulePortsTest : public ::testing::Test {
  protected:
   int run(const std::vector<std::string>& words) { return tcl.run(module, words); }
@@ -52,30 +68,22 @@ class ModulePortsTest : public ::testing::Test {
 // The module's and its ports' words, and the exact refusals.
 TEST_F(ModulePortsTest, WordsOfTheModuleAndItsPorts) {
   module.setLabel("reader");
-  const struct {
-    std::vector<std::string> words;
-    int code;
-    const char* result;
-  } cases[] = {{{"getPorts"}, TCL_OK, "data files size border apply"},
-               {{"data", "isVisible"}, TCL_OK, "0"},
-               {{"getLabel"}, TCL_OK, "reader"},
-               {{"getTypeId"}, TCL_OK, "UxModule"},
-               {{"apply", "getLabel"}, TCL_OK, "Apply"},
-               {{"bogus"}, TCL_ERROR,
-                "unknown command \"bogus\"; known: getPorts, fire, data, files, size, border, apply, getLabel, "
-                "setLabel, getTypeId"},
-               {{"apply", "bogus"}, TCL_ERROR, "unknown command \"bogus\"; known: hit, wasHit, getLabel, isVisible, isNew"},
-               {{"size"}, TCL_ERROR, "wrong # args for \"size\""},
-               {{"fire", "now"}, TCL_ERROR, "fire: expected no arguments"},
-               {{"apply", "hit", "1"}, TCL_ERROR, "hit: bad button \"1\": expected 0..0"},
-               {{"apply", "hit", "first"}, TCL_ERROR, "hit: bad button \"first\": expected an integer"},
-               {{"apply", "hit"}, TCL_ERROR, "hit: expected N"}};
-  for (const auto& c : cases) {
-    std::vector<std::string> words = {"reader"};
-    words.insert(words.end(), c.words.begin(), c.words.end());
-    EXPECT_EQ(run(words), c.code) << c.result;
-    EXPECT_EQ(tcl.result(), c.result);
-  }
+  expectExchanges(tcl, module, {
+      {{"getPorts"}, TCL_OK, "data files size border apply"},
+      {{"data", "isVisible"}, TCL_OK, "0"},
+      {{"getLabel"}, TCL_OK, "reader"},
+      {{"getTypeId"}, TCL_OK, "UxModule"},
+      {{"apply", "getLabel"}, TCL_OK, "Apply"},
+      {{"bogus"}, TCL_ERROR,
+       "unknown command \"bogus\"; known: getPorts, fire, data, files, size, border, apply, getLabel, "
+       "setLabel, getTypeId"},
+      {{"apply", "bogus"}, TCL_ERROR, "unknown command \"bogus\"; known: hit, wasHit, getLabel, isVisible, isNew"},
+      {{"size"}, TCL_ERROR, "wrong # args for \"size\""},
+      {{"fire", "now"}, TCL_ERROR, "fire: expected no arguments"},
+      {{"apply", "hit", "1"}, TCL_ERROR, "hit: bad button \"1\": expected 0..0"},
+      {{"apply", "hit", "first"}, TCL_ERROR, "hit: bad button \"first\": expected an integer"},
+      {{"apply", "hit"}, TCL_ERROR, "hit: expected N"}
+  });
   EXPECT_FALSE(module.apply.hasNewValue()) << "failed presses change nothing";
   EXPECT_EQ(module.findPort("size"), &module.size);
   EXPECT_EQ(module.findPort("nothing"), nullptr);
@@ -167,42 +175,34 @@ TEST(PortValuesTest, WordsSetAndReadBackAsTyped) {
   module.compression.setLabel(0, 2, "lz4");
   module.compression.setLabel(0, 3, "beyond the entries");
   module.box.setValue(0, 1.0f);
-  const struct {
-    std::vector<std::string> words;
-    int code;
-    const char* result;
-  } cases[] = {{{"compression", "getLabels"}, TCL_OK, "none zlib lz4"},
-               {{"compression", "setIndex", "zlib"}, TCL_ERROR, "setIndex: bad index \"zlib\": expected an integer"},
-               {{"compression", "setValue", "-1"}, TCL_ERROR, "setValue: bad index \"-1\": expected 0 or more"},
-               {{"compression", "setIndex"}, TCL_ERROR, "setIndex: expected N"},
-               {{"compression", "getLabel", "x"}, TCL_ERROR, "getLabel: bad entry \"x\": expected an integer"},
-               {{"compression", "isNew"}, TCL_OK, "0"},
-               {{"compression", "setValue", "5"}, TCL_OK, ""},  // beyond the entries: kept, with no label
-               {{"compression", "getValue"}, TCL_OK, "5"},
-               {{"compression", "getLabel"}, TCL_OK, ""},
-               {{"compression", "getLabel", "2"}, TCL_OK, "lz4"},
-               {{"compression", "isNew"}, TCL_OK, "1"},
-               {{"compression", "setIndex", "1"}, TCL_OK, ""},
-               {{"compression", "getLabel"}, TCL_OK, "zlib"},
-               {{"box", "setValue", "5", "five"}, TCL_ERROR, "setValue: bad value \"five\": expected a number"},
-               {{"box", "setValue", "1e39"}, TCL_ERROR, "setValue: bad value \"1e39\": out of range"},
-               {{"box", "setValue", "1", "2", "3", "4"}, TCL_ERROR, "setValue: expected at most 3 values"},
-               {{"box", "setValue"}, TCL_ERROR, "setValue: expected V ?V ...?"},
-               {{"box", "getValue", "3"}, TCL_ERROR, "getValue: bad field \"3\": expected 0..2"},
-               {{"box", "isNew"}, TCL_OK, "0"},
-               {{"box", "getValue"}, TCL_OK, "1 0 0"},
-               {{"box", "setValue", "0.1", "-2.5"}, TCL_OK, ""},  // from the first field on
-               {{"box", "getValue"}, TCL_OK, "0.1 -2.5 0"},
-               {{"box", "getValue", "1"}, TCL_OK, "-2.5"},
-               {{"tiles", "setValue", "128"}, TCL_OK, ""},
-               {{"tiles", "setValue", "1.5"}, TCL_ERROR, "setValue: bad value \"1.5\": expected an integer"},
-               {{"tiles", "getValue"}, TCL_OK, "128 0"}};
-  for (const auto& c : cases) {
-    std::vector<std::string> words = {"m"};
-    words.insert(words.end(), c.words.begin(), c.words.end());
-    EXPECT_EQ(tcl.run(module, words), c.code) << c.words[0] << " " << c.words[1];
-    EXPECT_EQ(tcl.result(), c.result) << c.words[0] << " " << c.words[1];
-  }
+  expectExchanges(tcl, module, {
+      {{"compression", "getLabels"}, TCL_OK, "none zlib lz4"},
+      {{"compression", "setIndex", "zlib"}, TCL_ERROR, "setIndex: bad index \"zlib\": expected an integer"},
+      {{"compression", "setValue", "-1"}, TCL_ERROR, "setValue: bad index \"-1\": expected 0 or more"},
+      {{"compression", "setIndex"}, TCL_ERROR, "setIndex: expected N"},
+      {{"compression", "getLabel", "x"}, TCL_ERROR, "getLabel: bad entry \"x\": expected an integer"},
+      {{"compression", "isNew"}, TCL_OK, "0"},
+      {{"compression", "setValue", "5"}, TCL_OK, ""},  // beyond the entries: kept, with no label
+      {{"compression", "getValue"}, TCL_OK, "5"},
+      {{"compression", "getLabel"}, TCL_OK, ""},
+      {{"compression", "getLabel", "2"}, TCL_OK, "lz4"},
+      {{"compression", "isNew"}, TCL_OK, "1"},
+      {{"compression", "setIndex", "1"}, TCL_OK, ""},
+      {{"compression", "getLabel"}, TCL_OK, "zlib"},
+      {{"box", "setValue", "5", "five"}, TCL_ERROR, "setValue: bad value \"five\": expected a number"},
+      {{"box", "setValue", "1e39"}, TCL_ERROR, "setValue: bad value \"1e39\": out of range"},
+      {{"box", "setValue", "1", "2", "3", "4"}, TCL_ERROR, "setValue: expected at most 3 values"},
+      {{"box", "setValue"}, TCL_ERROR, "setValue: expected V ?V ...?"},
+      {{"box", "getValue", "3"}, TCL_ERROR, "getValue: bad field \"3\": expected 0..2"},
+      {{"box", "isNew"}, TCL_OK, "0"},
+      {{"box", "getValue"}, TCL_OK, "1 0 0"},
+      {{"box", "setValue", "0.1", "-2.5"}, TCL_OK, ""},  // from the first field on
+      {{"box", "getValue"}, TCL_OK, "0.1 -2.5 0"},
+      {{"box", "getValue", "1"}, TCL_OK, "-2.5"},
+      {{"tiles", "setValue", "128"}, TCL_OK, ""},
+      {{"tiles", "setValue", "1.5"}, TCL_ERROR, "setValue: bad value \"1.5\": expected an integer"},
+      {{"tiles", "getValue"}, TCL_OK, "128 0"}
+  });
   EXPECT_FLOAT_EQ(module.box.getValue(0), 0.1f);
 }
 
