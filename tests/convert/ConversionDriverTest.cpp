@@ -105,8 +105,8 @@ TEST_F(Driver, DoublesOnTheTiledPathAsk) {
                   .result,
               "1");
     EXPECT_EQ(console.lines, (Lines{"question: Cannot keep data as double.\nWould you like to convert data as float "
-                                 "values (loss of precision)? [Yes/No]",
-                                 std::string("answer: ") + answer + " (script)"}));
+                                    "values (loss of precision)? [Yes/No]",
+                                    std::string("answer: ") + answer + " (script)"}));
     EXPECT_EQ(TiledDouble::calls().size(), *answer == 'Y' ? 1u : 0u);
   }
   expectStored(dir.file("No.lda"), doubles);
@@ -129,8 +129,8 @@ TEST_F(Driver, FromThePortsAFileOfNoKnownFormatIsRawData) {
   EXPECT_EQ(convertFromPorts({unknown}, "vol", UxBatchAnswers::RAW, kDescribe16), 1);
   EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
   EXPECT_EQ(console.lines, (Lines{"raw data dialog: 1 file, 630 bytes",
-                               "answer: -dims 9 7 5 -ptype int16 -ndatavar 1 -header 0 -endianess little "
-                               "-bbox 0 1 0 2 0 3 (script)"}));
+                                  "answer: -dims 9 7 5 -ptype int16 -ndatavar 1 -header 0 -endianess little "
+                                  "-bbox 0 1 0 2 0 3 (script)"}));
   expectStored(dir.file("vol.lda"), volume);
 }
 
