@@ -91,11 +91,11 @@ std::vector<float> StoredSet::box() const {
   return std::vector<float>(b, b + 6);
 }
 
-int StoredSet::readInto(void* buffer, const int* origin, const int* size, int subsampling) {
+int StoredSet::readInto(void* buffer, const int* size, int subsampling) {
   UxExternalData::BlockRequest request;
   request.data = buffer;
   for (int a = 0; a < 3; ++a) {
-    request.origin[a] = request.bufferOrigin[a] = origin[a];
+    request.origin[a] = request.bufferOrigin[a] = 0;
     request.size[a] = request.bufferSize[a] = size[a];
     request.subsampling[a] = subsampling;
   }
@@ -153,30 +153,6 @@ TiledDouble::~TiledDouble() {
 std::vector<TiledDouble::Call>& TiledDouble::calls() {
   static std::vector<Call> made;
   return made;
-}
-
-namespace {
-
-bool endsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// "TEXT ...", "TEXT: 25%" and "TEXT: done", as the work area shows a task.
-bool isProgressLine(const std::string& line) {
-  if (endsWith(line, " ...") || endsWith(line, ": done")) return true;
-  const size_t colon = line.rfind(": ");
-  if (colon == std::string::npos || !endsWith(line, "%")) return false;
-  const std::string number = line.substr(colon + 2, line.size() - colon - 3);
-  return !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
-}
-
-}  // namespace
-
-Lines withoutProgress(const Lines& lines) {
-  Lines kept;
-  for (const std::string& line : lines)
-    if (!isProgressLine(line)) kept.push_back(line);
-  return kept;
 }
 
 }  // namespace convert_test

@@ -110,17 +110,15 @@ class StoredSet {
   explicit operator bool() const { return data != nullptr; }
   std::vector<int> dims() const;
   std::vector<float> box() const;
-  int readInto(void* buffer, const int* origin, const int* size, int subsampling);
-  // The box of `size` samples (counted at the subsampling) from level-0
-  // `origin`, by default the whole set; samples not delivered read 77.
+  int readInto(void* buffer, const int* size, int subsampling);
+  // The whole set at the subsampling; samples not delivered read 77.
   template <class T>
-  ReferenceVolume<T> read(int subsampling, int* status = nullptr, std::vector<int> origin = {0, 0, 0},
-                          std::vector<int> size = {}) {
-    if (size.empty())
-      for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
+  ReferenceVolume<T> read(int subsampling, int* status = nullptr) {
+    std::vector<int> size;
+    for (int n : dims()) size.push_back((n + subsampling - 1) / subsampling);
     ReferenceVolume<T> box(size[0], size[1], size[2], data->getNDataVar());
     for (T& v : box.values) v = T(77);
-    const int done = readInto(box.values.data(), origin.data(), size.data(), subsampling);
+    const int done = readInto(box.values.data(), size.data(), subsampling);
     if (status) *status = done;
     return box;
   }
@@ -201,9 +199,6 @@ class TiledDouble {
   TiledFormats formats;
 };
 
-// The lines the console showed, without the progress lines of the work area.
-Lines withoutProgress(const Lines& lines);
-
 struct CommandResult {
   int code;
   std::string result;
@@ -230,7 +225,6 @@ class ConvertTest : public ::testing::Test {
     if (!answer.empty()) UxBatchAnswers::push(dialog, answer);
     return module.convertToDiskData(0, nullptr);
   }
-  Lines messages() const { return withoutProgress(console.lines); }
   // The files in the folder that are not among `inputs`.
   std::set<std::string> madeFiles(const Words& inputs = {}) const {
     std::set<std::string> made;

@@ -1,14 +1,14 @@
 // Raw volumes into disk data: the description from the command's words or the
-// raw-data dialog, the files read slice chunk by slice chunk, and the refusals,
-// checked against the stored samples of the set read back from disk.
-#include <fcntl.h>
+// raw-data dialog, the files read slice chunk by slice chunk, Ctrl-C between
+// chunks, and the refusals, checked against the stored samples of the set read
+// back from disk.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cstdio>
 
 #include "ConvertTestSupport.h"
 #include "convert/SliceChunkWriter.h"
+#include "host/console/UxWorkArea.h"
 #include "support/FileFaults.h"
 
 namespace {
@@ -49,7 +49,7 @@ TYPED_TEST(RawElementTypes, OneFileInEitherByteOrder) {
     EXPECT_EQ(this->convertRaw(words, c.order).result, "1");
     expectStored(this->out(c.order), volume);
   }
-  EXPECT_EQ(this->messages(), Lines{});
+  EXPECT_EQ(this->console.lines, Lines{});
 }
 
 // 70 files of one slice each after its own header go in chunks of 64 and 6;
@@ -69,7 +69,7 @@ TEST_F(RawConversion, SlicesGoInChunksOfSixtyFour) {
     EXPECT_EQ(readsOf(watch, input), (Reads{{3, 64 * 143}, {3 + 64 * 143, 36 * 143}}));
   }
   expectStored(out("deep"), deep);
-  EXPECT_EQ(messages(), Lines{});
+  EXPECT_EQ(console.lines, Lines{});
 }
 
 TEST(ChunkSlices, SixtyFourSlicesAtMostTwoHundredFiftySixMiBButNeverNone) {
@@ -77,38 +77,6 @@ TEST(ChunkSlices, SixtyFourSlicesAtMostTwoHundredFiftySixMiBButNeverNone) {
       {4096LL * 4096 * 4, 4}, {1, 64}, {512LL * 512 * 2, 64}, {4LL << 20, 64},  // 64 slices of exactly 256 MiB
       {(4LL << 20) + 1, 32},  {256LL << 20, 1}, {8192LL * 16385 * 2, 1}};       // one slice above 256 MiB
   for (const auto& c : cases) EXPECT_EQ(chunkSlices(c.first), c.second) << c.first;
-}
-
-// A slice above 256 MiB is still converted, one slice at a time. The input is a
-// sparse file of zeros with a few samples set.
-TEST_F(RawConversion, ASliceAboveTwoHundredFiftySixMiBGoesOneSliceAtATime) {
-  const int nx = 8192, ny = 16385;
-  const int64_t slice = int64_t(nx) * ny * 2;
-  const std::string input = dir.file("huge.raw");
-  const struct {
-    int x, y, z;
-    uint16_t value;
-  } samples[] = {{0, 0, 0, 1000}, {8191, 16384, 1, 2000}, {4000, 9000, 0, 3000}, {4001, 9001, 1, 5000}};
-  const int fd = open(input.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  ASSERT_GE(fd, 0);
-  ASSERT_EQ(ftruncate(fd, slice * 2), 0);
-  for (const auto& s : samples)  // this machine is little-endian
-    ASSERT_EQ(pwrite(fd, &s.value, 2, (int64_t(s.z) * ny * nx + int64_t(s.y) * nx + s.x) * 2), 2);
-  close(fd);
-  {
-    FileFaults watch;
-    EXPECT_EQ(convertRaw(rawWords(nx, ny, 2, "uint16", 1, 0, "little", {input})).result, "1");
-    EXPECT_EQ(readsOf(watch, input), (Reads{{0, slice}, {slice, slice}}));
-  }
-  StoredSet set(out());
-  ASSERT_TRUE(set);
-  EXPECT_EQ(set.dims(), (std::vector<int>{nx, ny, 2}));
-  // Every sample in its place: the 2x2x2 means, samples beyond the last row counting as 0.
-  const int cells[][4] = {{0, 0, 0, 125}, {2000, 4500, 0, 1000}, {4095, 8192, 0, 250}, {100, 100, 0, 0}};
-  for (const auto& cell : cells) {
-    EXPECT_EQ(set.read<uint16_t>(2, nullptr, {cell[0] * 2, cell[1] * 2, 0}, {1, 1, 1}).at(0, 0, 0), cell[3])
-        << cell[0] << "," << cell[1];
-  }
 }
 
 // Input files that do not fit the description; a wrong number of files is
@@ -130,7 +98,7 @@ TEST_F(RawConversion, InputsThatDoNotFitTheDescriptionFail) {
     SCOPED_TRACE(c.message);
     console.lines.clear();
     EXPECT_EQ(convertRaw(rawWords(8, 8, c.depth, "uint8", 1, 0, "little", c.files), std::to_string(c.depth)).result, "0");
-    EXPECT_EQ(messages(), (Lines{c.message, "Error converting files"}));
+    EXPECT_EQ(console.lines, (Lines{c.message, "Error converting files"}));
     if (c.makesNothing) {
       EXPECT_EQ(madeFiles({dir.file("in.raw"), slices[0], slices[1], slices[2]}), std::set<std::string>{});
     }
@@ -178,10 +146,9 @@ TEST_F(RawConversion, AWrongDescriptionWordIsNamed) {
     const char* word;
     const char* message;
   } cases[] = {{0, "-dim", "Error -dims"},           {1, "0", "illegal dimensions."},
-               {3, "0", "illegal dimensions."},      {2, "high", "illegal dimensions."},
-               {3, "-2", "illegal dimensions."},     {4, "-type", "Error -ptype"},
-               {5, "uint64", "Error: not a valid TbPrimType"}, {6, "-ndatavars", "Error -ndatavar"},
-               {8, "-head", "Error -header"},        {10, "-endian", "Error -endianess"},
+               {2, "high", "illegal dimensions."},   {3, "-2", "illegal dimensions."},
+               {4, "-type", "Error -ptype"},         {5, "uint64", "Error: not a valid TbPrimType"},
+               {6, "-ndatavars", "Error -ndatavar"}, {8, "-head", "Error -header"},
                {10, "-endianness", "Error -endianess"}, {11, "middle", "Error: not a valid endianess"},
                {12, "-box", "Error -bbox"}};
   for (const auto& c : cases) {
@@ -202,6 +169,24 @@ TEST_F(RawConversion, AWrongDescriptionWordIsNamed) {
   // The files the dialog would describe are the command's words.
   EXPECT_EQ(console.lines, (Lines{"Error -ptype", "Error: can't open -dims", "Error converting files"}));
   EXPECT_EQ(madeFiles({dir.file("in.raw")}), std::set<std::string>{});
+}
+
+// Ctrl-C during a raw conversion stops before the next chunk, keeps the
+// chunks stored, brings their levels up to date and counts as done.
+TEST_F(RawConversion, CtrlCBeforeTheSecondChunkKeepsTheFirst) {
+  auto volume = testVolume<uint16_t>(13, 11, 100);  // chunks of 64 and 36 slices
+  writeRaw(dir.file("in.raw"), volume);
+  UxWorkArea::interruptAfterChecks(1);
+  const CommandResult done = convertRaw(rawWords(13, 11, 100, "uint16", 1, 0, "little", {dir.file("in.raw")}));
+  UxWorkArea::interruptAfterChecks(-1);
+  EXPECT_EQ(done.result, "1");
+  EXPECT_EQ(console.lines, (Lines{"interrupted", "Interrupted"}));
+  // Level 0 is blocks 0-24 (slices 0-63 fill the first 16), level 1 blocks
+  // 25-37, all brought up to date before anything reads them.
+  const std::string flags = readWholeFile(dir.file("out.lda-SUPR.dat"));
+  for (int b = 0; b < 45; ++b) EXPECT_EQ((flags.at(8 + b / 8) >> (b % 8)) & 1, b < 16 || (b >= 25 && b < 38)) << b;
+  for (size_t i = 64 * 13 * 11; i < volume.values.size(); ++i) volume.values[i] = 0;
+  expectStored(out(), volume);
 }
 
 // The description from the raw-data dialog.
@@ -238,7 +223,7 @@ TEST_F(RawConversion, FilesOfDifferentSizesAskOnce) {
     UxBatchAnswers::push(UxBatchAnswers::WARNING, {c.answer});
     UxBatchAnswers::push(UxBatchAnswers::RAW, {"-dims", "6", "5", "3", "-bbox", "0", "1", "0", "2", "0", "3"});
     EXPECT_EQ(convertRaw(slices).result, c.result) << c.answer;
-    EXPECT_EQ(messages(), c.messages) << c.answer;
+    EXPECT_EQ(console.lines, c.messages) << c.answer;
     if (*c.result == '0') {
       EXPECT_EQ(madeFiles(slices), std::set<std::string>{});
     }

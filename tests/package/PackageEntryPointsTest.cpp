@@ -22,17 +22,22 @@ struct Package {
   void* handle = nullptr;
 };
 
-TEST(PackageEntryPoints, AreExportedUnderTheirPlainNames) {
+// Loading alone makes both classes known; the entry points and the hook are
+// exported under their plain names; the build record is one constant text
+// whose size was stamped into the finished library; init and finish act once
+// and never undo each other.
+TEST(PackageEntryPoints, LoadingExportsTheEntryPointsAndRegistersTheClasses) {
   Package package;
   ASSERT_TRUE(package.handle) << dlerror();
+  EXPECT_TRUE(TbTypeInfo::fromName("UxDiskData"));
+  TbTypeInfo* converter = TbTypeInfo::fromName("UxConvertToDiskData");
+  ASSERT_TRUE(converter);
+  EXPECT_TRUE(converter->getFactory());
   for (const char* name : {"korinpackage_uxdiskdata", "korinpackage_uxdiskdata_init", "korinpackage_uxdiskdata_finish",
                            "soconstructor_uxdiskdata", "sodestructor_uxdiskdata", "UxDiskData__create_uxlattice",
                            "_ZN10UxDiskData13readKorinMeshEP9KorinMeshPKc"})
     EXPECT_TRUE(package.find<void*>(name)) << name;
-}
 
-TEST(PackageEntryPoints, TheBuildRecordIsOneConstantText) {
-  Package package;
   auto info = package.find<const char* (*)()>("korinpackage_uxdiskdata");
   ASSERT_TRUE(info);
   const char* first = info();
@@ -44,20 +49,11 @@ TEST(PackageEntryPoints, TheBuildRecordIsOneConstantText) {
                           "comment", "compiler", "target_os", "build_cfg", "build_user", "build_ip", "build_time",
                           "filename", "path", "size"})
     ASSERT_NE(at = record.find(std::string("|") + key + "|", at), std::string::npos) << key << " missing or out of order";
-  // The size was stamped into the finished library.
   const std::string size = record.substr(record.find("|size|") + 6);
   EXPECT_NE(size, "0000000000");
   EXPECT_GT(std::stol(size), 10000);
   EXPECT_NE(record.find("|filename|libuxdiskdata.so|"), std::string::npos);
-}
 
-// Loading alone makes both classes known; init and finish act once and never undo each other.
-TEST(PackageEntryPoints, LoadingRegistersTheClassesAndInitRunsOnce) {
-  Package package;
-  EXPECT_TRUE(TbTypeInfo::fromName("UxDiskData"));
-  TbTypeInfo* converter = TbTypeInfo::fromName("UxConvertToDiskData");
-  ASSERT_TRUE(converter);
-  EXPECT_TRUE(converter->getFactory());
   auto init = package.find<void (*)()>("korinpackage_uxdiskdata_init");
   auto finish = package.find<void (*)()>("korinpackage_uxdiskdata_finish");
   init();

@@ -8,6 +8,8 @@ import numpy as np
 import pytest
 import zarr
 
+from conftest import multipage_tiff
+
 CONVERT = """
 set files [lassign $argv out format tile codec sampling]
 set c [create UxConvertToDiskData]
@@ -126,25 +128,6 @@ def png(path, image):
                      chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, image.itemsize * 8,
                                                 colour, 0, 0, 0)) +
                      chunk(b"IDAT", zlib.compress(raw)) + chunk(b"IEND", b""))
-
-
-def multipage_tiff(path, pages):
-    """An uncompressed little-endian grey TIFF, one page (IFD) per slice."""
-    height, width = pages.shape[1:]
-    out, link = bytearray(b"II*\0\0\0\0\0"), 4
-    for page in pages:
-        strip = len(out)
-        out += page.astype(page.dtype.newbyteorder("<")).tobytes() + b"\0" * (page.nbytes % 2)
-        out[link:link + 4] = struct.pack("<I", len(out))
-        tags = [(256, 4, width), (257, 4, height), (258, 3, page.itemsize * 8), (259, 3, 1),
-                (262, 3, 1), (273, 4, strip), (277, 3, 1), (278, 4, height),
-                (279, 4, page.nbytes)]
-        out += struct.pack("<H", len(tags))
-        for tag, kind, value in tags:
-            out += struct.pack("<HHII", tag, kind, 1, value)
-        link = len(out)
-        out += b"\0\0\0\0"
-    path.write_bytes(bytes(out))
 
 
 IMAGE_CASES = [  # codec, tile, file kind, stack (z, y, x[, rgb]) and type, channel option

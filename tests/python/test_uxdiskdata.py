@@ -12,6 +12,7 @@ import pytest
 import zarr
 
 import uxdiskdata
+from conftest import multipage_tiff
 
 CONVERT = """
 lassign $argv out raw nx ny nz type nc
@@ -182,28 +183,19 @@ def test_info_and_export_as_ome_zarr(korin, tmp_path):
     assert scale == pytest.approx([1, 2 * 1.0, 2 * 36.9 / 19, 2 * 300 / 29])
 
 
-def tiff(path, pages):
-    """A multi-page TIFF of 16-bit grey images, uncompressed."""
-    out, ifd = bytearray(b"II*\0\0\0\0\0"), 4
-    for page in pages:
-        height, width = page.shape
-        data = len(out)
-        out += page.astype("<u2").tobytes()
-        struct.pack_into("<I", out, ifd, len(out))
-        tags = [(256, 3, width), (257, 3, height), (258, 3, 16), (259, 3, 1), (262, 3, 1),
-                (273, 4, data), (277, 3, 1), (278, 3, height), (279, 4, page.nbytes)]
-        out += struct.pack("<H", len(tags)) + b"".join(
-            struct.pack("<HHI", tag, kind, 1) + struct.pack("<HH" if kind == 3 else "<I", value, *[0] * (kind == 3))
-            for tag, kind, value in tags)
-        ifd = len(out)
-        out += bytes(4)
-    path.write_bytes(out)
-
-
 def test_images_say_what_happens_to_their_samples(korin, tmp_path):
-    tiff(tmp_path / "deep.tif", [samples((6, 5), "<u2", seed) for seed in (1, 2)])
+    multipage_tiff(tmp_path / "deep.tif", samples((2, 6, 5), "<u2", 1))
     done = korin('set c [create UxConvertToDiskData]\n$c forceKorin311Format 1\n'
                  f'$c convertToDiskData -format TIFF -lda {tmp_path}/out -bbox 0 1 0 1 0 1 -channel 2 {tmp_path}/deep.tif')
     assert ("Notice: the images hold 16-bit samples; disk data stores them as 8 bits (the lda output keeps 16 bits)\n"
             in done.stdout)
     assert f"Notice: {tmp_path}/deep.tif holds 2 pages; the disk-data conversion reads only its first page" in done.stdout
+
+
+def test_pip_installs_the_package_without_an_index(tmp_path):
+    subprocess.run([sys.executable, "-m", "venv", "--system-site-packages", tmp_path / "env"], check=True)
+    source = Path(__file__).resolve().parents[2] / "python"
+    subprocess.run([tmp_path / "env/bin/pip", "install", "-q", "--no-index", source], check=True,
+                   env={"PATH": "/usr/bin:/bin", "HOME": str(tmp_path)})
+    done = subprocess.run([tmp_path / "env/bin/uxdiskdata", "--help"], capture_output=True, text=True)
+    assert done.returncode == 0 and "info" in done.stdout

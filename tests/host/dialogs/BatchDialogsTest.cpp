@@ -7,7 +7,6 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/dialogs/QxImReadDialog.h"
@@ -24,11 +23,6 @@ using Lines = std::vector<std::string>;
 const char kColourStack[] = "image dialog: stack of 64 x 32 x 5, 3 channels, first image /data/stack/s000.png";
 const char kRawFiles[] = "raw data dialog: 2 files, 1048576 bytes";
 const char kRawDefaults[] = "dims 0 0 0 uint8 x1 header 0 little box 0 1 0 1 0 1";
-
-class ImageDialogNegotiator : public ThreadNegotiator {
- public:
-  QObject* create() override { return new QxImReadDialog(nullptr, nullptr, true, Qt::WindowFlags()); }
-};
 
 class BatchDialogs : public ::testing::Test {
  protected:
@@ -197,7 +191,7 @@ TEST_F(BatchDialogs, TheRawDataDialogTakesOptionsInAnyOrder) {
 }
 
 // The image dialog: each part optional, words in any order, defaults that
-// depend on the stack; run on the dialog thread as the package runs it.
+// depend on the stack (the converter's tests run it on the dialog thread).
 
 TEST_F(BatchDialogs, TheImageDialogTakesBoxAndChannelOrTheirDefaults) {
   const struct {
@@ -220,22 +214,6 @@ TEST_F(BatchDialogs, TheImageDialogTakesBoxAndChannelOrTheirDefaults) {
     EXPECT_EQ(console.lines.back(), "answer: " + c.said);
   }
   EXPECT_EQ(console.lines.end()[-2], "image dialog: stack of 64 x 32 x 5, 1 channel, first image /data/stack/s000.png");
-
-  console.lines.clear();
-  UxBatchAnswers::push(UxBatchAnswers::IMAGE, {"-bbox", "-1.5", "1.5", "0", "10", "2", "4", "-channel", "10"});
-  ImageDialogNegotiator negotiator;
-  auto* threaded = static_cast<QxImReadDialog*>(negotiator.createForkedObject());
-  ASSERT_NE(threaded, nullptr);
-  setImageDims(*threaded, 3);
-  negotiator.putData();
-  const int accepted = negotiator.exec();
-  negotiator.getData();
-  const std::string state = imageState(*threaded);
-  negotiator.deleteForkedObject();
-  EXPECT_EQ(accepted, 1);
-  EXPECT_EQ(state, "box -1.5 1.5 0 10 2 4 channel 10");
-  EXPECT_NE(negotiator.execOn(), std::this_thread::get_id());
-  EXPECT_EQ(console.lines, (Lines{kColourStack, "answer: -bbox -1.5 1.5 0 10 2 4 -channel 10 (script)"}));
 }
 
 }  // namespace

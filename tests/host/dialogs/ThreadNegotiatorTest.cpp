@@ -89,9 +89,10 @@ class ThreadNegotiatorTest : public ::testing::Test {
 
 // Create, exec and delete run on one dialog thread, shared by every
 // negotiator and every caller; the caller sets the dialog up between, and
-// settings travel both ways, round after round.
+// settings travel both ways, round after round. Objects forgotten by the
+// caller, or replaced by a second create, are deleted there too.
 TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
-  Trace trace, fromElsewhere;
+  Trace trace, fromElsewhere, forgotten, replaced;
   ProbeNegotiator negotiator(&trace);
   ProbeDialog* probe = static_cast<ProbeDialog*>(negotiator.createForkedObject());
   ASSERT_NE(probe, nullptr);
@@ -110,10 +111,23 @@ TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
   EXPECT_EQ(negotiator.forkedObject(), nullptr);
   std::thread caller([&fromElsewhere] { oneRound(3, fromElsewhere); });
   caller.join();
+  {
+    ProbeNegotiator left(&forgotten);
+    left.createForkedObject();
+    left.putData();
+    left.exec();  // no getData, no deleteForkedObject
+  }
+  {
+    ProbeNegotiator twice(&replaced);
+    twice.createForkedObject();
+    EXPECT_NE(twice.createForkedObject(), nullptr);
+    EXPECT_EQ(liveProbes, 1) << "the first object was not deleted";
+  }
   const std::thread::id dialogThread = ThreadNegotiator::dialogThreadId();
   EXPECT_NE(dialogThread, std::this_thread::get_id());
   for (const std::thread::id on : {trace.builtOn, trace.ranOn, trace.destroyedOn, negotiator.createdOn(),
-                                   negotiator.execOn(), negotiator.deletedOn(), fromElsewhere.ranOn})
+                                   negotiator.execOn(), negotiator.deletedOn(), fromElsewhere.ranOn,
+                                   forgotten.destroyedOn, replaced.destroyedOn})
     EXPECT_EQ(on, dialogThread);
   EXPECT_TRUE(trace.ownedWhileRunning) << "Qt's thread affinity did not follow the hand-over";
   EXPECT_EQ(liveProbes, 0);
@@ -158,31 +172,6 @@ TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
   EXPECT_EQ(nothing.execOn(), std::thread::id()) << "nothing was there to run";
   Trace trace;
   EXPECT_EQ(oneRound(6, trace), 12) << "the dialog thread survives a failed step";
-}
-
-TEST_F(ThreadNegotiatorTest, ForgottenOrReplacedObjectsAreDeletedOnTheDialogThread) {
-  Trace forgotten, replaced, last;
-  {
-    ProbeNegotiator negotiator(&forgotten);
-    negotiator.createForkedObject();
-    negotiator.putData();
-    negotiator.exec();  // no getData, no deleteForkedObject
-  }
-  EXPECT_EQ(forgotten.destroyedOn, ThreadNegotiator::dialogThreadId());
-  {
-    ProbeNegotiator negotiator(&replaced);
-    negotiator.createForkedObject();  // still with the caller when the negotiator goes
-  }
-  EXPECT_EQ(replaced.destroyedOn, ThreadNegotiator::dialogThreadId());
-  EXPECT_EQ(liveProbes, 0);
-
-  ProbeNegotiator twice(&last);
-  QObject* firstObject = twice.createForkedObject();
-  QObject* secondObject = twice.createForkedObject();
-  EXPECT_NE(secondObject, nullptr);
-  EXPECT_EQ(liveProbes, 1) << "the first object " << firstObject << " was not deleted";
-  twice.deleteForkedObject();
-  EXPECT_EQ(liveProbes, 0);
 }
 
 // A dialog whose exec opens a second dialog, as a dialog asking a question would.

@@ -105,18 +105,4 @@ TEST_F(BrixConverterTest, AFullDiskFailsWithAMessageAndLeavesNothing) {
   std::system(("umount " + small).c_str());
 }
 
-TEST(BoxAndVectorTest, DefaultToZerosAndIndexLikeArrays) {
-  TbBox3f box;
-  TbVec3i vec;
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(box[i], 0.0f);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(vec[i], 0);
-  box[4] = -3.5f;
-  vec[1] = 7;
-  EXPECT_EQ(box.values[4], -3.5f);
-  EXPECT_EQ(box.getValue()[4], -3.5f);
-  EXPECT_EQ(vec.getValue()[1], 7);
-  const TbVec3i given(1, 2, 3);
-  EXPECT_EQ(given[2], 3);
-}
-
 }  // namespace

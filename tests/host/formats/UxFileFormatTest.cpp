@@ -34,6 +34,15 @@ class FileFormatTest : public ::testing::Test {
     writeWholeFile(dir.file(name), content);
     return dir.file(name);
   }
+  // A small KorinMesh in the host's encoding of that kind.
+  std::string mesh(const std::string& name, int encoding) {
+    KorinMesh mesh;
+    const int dims[3] = {2, 2, 1};
+    const unsigned char values[4] = {1, 2, 3, 4};
+    mesh.addSection(mesh.addLocation("Lattice", 3, dims), "Data", TbPrimType::UINT8, 1, values);
+    EXPECT_EQ(mesh.write(dir.file(name).c_str(), encoding), 1);
+    return dir.file(name);
+  }
   TempDir dir;
 };
 
@@ -56,77 +65,31 @@ TEST(FileFormatRegistryTest, KnowsTheHostsLabelsCaseInsensitively) {
   EXPECT_EQ(UxFileFormat::getFileFormat(9), nullptr);
 }
 
-TEST(FileFormatRegistryTest, TiledConversionCanBeSwitchedOnPerFormat) {
-  UxFileFormat::setLdaConvertible("tiff", false);
-  EXPECT_FALSE(UxFileFormat::getFileFormatByLabel("TIFF")->ldaConvertible);
-  EXPECT_TRUE(UxFileFormat::getFileFormatByLabel("PNG")->ldaConvertible);
-  UxFileFormat::setLdaConvertible("no such format", true);  // ignored
-  UxFileFormat::setLdaConvertible("TIFF", true);
-  EXPECT_TRUE(UxFileFormat::getFileFormatByLabel("TIFF")->ldaConvertible);
-}
-
-TEST_F(FileFormatTest, ImagesWrittenByQtAreRecognisedByContent) {
-  // Named .dat on purpose: the content must win over the raw-data extension.
-  EXPECT_STREQ(UxFileFormat::recognize(image("png.dat", "PNG").c_str()), "PNG");
-  EXPECT_STREQ(UxFileFormat::recognize(image("jpeg.dat", "JPEG").c_str()), "JPEG");
-  EXPECT_STREQ(UxFileFormat::recognize(image("bmp.dat", "BMP").c_str()), "BMP");
-  EXPECT_STREQ(UxFileFormat::recognize(image("tiff.dat", "TIFF").c_str()), "TIFF");
-}
-
-TEST_F(FileFormatTest, AKorinMeshWrittenByTheHostIsRecognisedInEveryEncoding) {
-  for (int encoding : {KorinMesh::TEXT, KorinMesh::BINARY_LITTLE_ENDIAN,
-                       KorinMesh::BINARY_BIG_ENDIAN}) {
-    KorinMesh mesh;
-    const int dims[3] = {2, 2, 1};
-    const unsigned char values[4] = {1, 2, 3, 4};
-    mesh.addSection(mesh.addLocation("Lattice", 3, dims), "Data", TbPrimType::UINT8, 1, values);
-    const std::string path = dir.file("volume" + std::to_string(encoding) + ".raw");
-    ASSERT_EQ(mesh.write(path.c_str(), encoding), 1);
-    EXPECT_STREQ(UxFileFormat::recognize(path.c_str()), "KorinMesh") << encoding;
-  }
-}
-
-TEST_F(FileFormatTest, HeadersOfTheOtherFormatsAreRecognised) {
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("a", withPadding("\x01\xDA\x01\x01", 512)).c_str()), "SGI");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("b", "%!PS-Adobe-3.0 EPSF-3.0\n").c_str()), "EPS");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("c", withPadding("\xC5\xD0\xD3\xC6", 64)).c_str()), "EPS");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("d", std::string("MM\0*", 4) + "rest").c_str()), "TIFF");
-  EXPECT_STREQ(UxFileFormat::recognize(
-                   bytes("e", withPadding(std::string(128, '\0') + "DICM", 300)).c_str()), "DICOM");
-}
-
-TEST_F(FileFormatTest, WithoutASignatureTheExtensionDecidesWithoutCase) {
+// The content decides where it holds a signature (the names end in .dat on
+// purpose: the content must win over the raw-data extension); otherwise the
+// extension, without case; a file that cannot be read goes by its extension
+// alone; short or misleading content is no signature, and a dot in a folder's
+// name is no extension of the file inside it.
+TEST_F(FileFormatTest, ContentDecidesThenTheExtension) {
   const std::string plain = withPadding("", 4096);
-  for (const char* name : {"v.raw", "v.DAT", "v.bin", "v.Vol"})
-    EXPECT_STREQ(UxFileFormat::recognize(bytes(name, plain).c_str()), "Raw Data") << name;
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("v.km", plain).c_str()), "KorinMesh");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("v.JPEG", plain).c_str()), "JPEG");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("v.rgb", plain).c_str()), "SGI");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("v.tif", plain).c_str()), "TIFF");
-  EXPECT_STREQ(UxFileFormat::recognize(bytes("v.dcm", plain).c_str()), "DICOM");
-  EXPECT_EQ(UxFileFormat::recognize(bytes("v.txt", plain).c_str()), nullptr);
-  EXPECT_EQ(UxFileFormat::recognize(bytes("noextension", plain).c_str()), nullptr);
-}
-
-TEST_F(FileFormatTest, FilesThatCannotBeReadGoByExtensionAlone) {
-  EXPECT_STREQ(UxFileFormat::recognize(dir.file("not-yet-written.raw").c_str()), "Raw Data");
-  EXPECT_STREQ(UxFileFormat::recognize(dir.file("missing.png").c_str()), "PNG");
-  EXPECT_EQ(UxFileFormat::recognize(dir.file("missing").c_str()), nullptr);
-  EXPECT_EQ(UxFileFormat::recognize(""), nullptr);
+  ASSERT_EQ(mkdir(dir.file("stack.raw").c_str(), 0755), 0);
+  const struct { std::string path; const char* label; } cases[] = {
+      {image("png.dat", "PNG"), "PNG"}, {image("jpeg.dat", "JPEG"), "JPEG"}, {image("bmp.dat", "BMP"), "BMP"},
+      {image("tiff.dat", "TIFF"), "TIFF"}, {mesh("text.dat", KorinMesh::TEXT), "KorinMesh"},
+      {mesh("little.dat", KorinMesh::BINARY_LITTLE_ENDIAN), "KorinMesh"},
+      {mesh("big.dat", KorinMesh::BINARY_BIG_ENDIAN), "KorinMesh"},
+      {bytes("a", withPadding("\x01\xDA\x01\x01", 512)), "SGI"}, {bytes("b", "%!PS-Adobe-3.0 EPSF-3.0\n"), "EPS"},
+      {bytes("c", withPadding("\xC5\xD0\xD3\xC6", 64)), "EPS"}, {bytes("d", std::string("MM\0*", 4) + "rest"), "TIFF"},
+      {bytes("e", withPadding(std::string(128, '\0') + "DICM", 300)), "DICOM"},
+      {bytes("v.raw", plain), "Raw Data"}, {bytes("v.DAT", plain), "Raw Data"}, {bytes("v.bin", plain), "Raw Data"},
+      {bytes("v.Vol", plain), "Raw Data"}, {bytes("v.km", plain), "KorinMesh"}, {bytes("v.JPEG", plain), "JPEG"},
+      {bytes("v.rgb", plain), "SGI"}, {bytes("v.tif", plain), "TIFF"}, {bytes("v.dcm", plain), "DICOM"},
+      {bytes("v.txt", plain), nullptr}, {bytes("noextension", plain), nullptr},
+      {dir.file("not-yet-written.raw"), "Raw Data"}, {dir.file("missing.png"), "PNG"}, {dir.file("missing"), nullptr},
+      {"", nullptr}, {bytes("short", std::string(130, '\0') + "DI"), nullptr}, {bytes("empty", ""), nullptr},
+      {bytes("korin", "korinme"), nullptr}, {bytes("stack.raw/slice", "a few plain words"), nullptr}};
+  for (const auto& c : cases) EXPECT_STREQ(UxFileFormat::recognize(c.path.c_str()), c.label) << c.path;
   EXPECT_EQ(UxFileFormat::recognize(nullptr), nullptr);
-}
-
-TEST_F(FileFormatTest, ShortOrMisleadingFilesAreNotTakenForSignatures) {
-  EXPECT_EQ(UxFileFormat::recognize(bytes("short", std::string(130, '\0') + "DI").c_str()), nullptr);
-  EXPECT_EQ(UxFileFormat::recognize(bytes("empty", "").c_str()), nullptr);
-  EXPECT_EQ(UxFileFormat::recognize(bytes("korin", "korinme").c_str()), nullptr);
-  // A dot in a folder's name is no extension of the file inside it.
-  const std::string folder = dir.file("stack.raw");
-  ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
-  writeWholeFile(folder + "/slice", "a few plain words");
-  EXPECT_EQ(UxFileFormat::recognize((folder + "/slice").c_str()), nullptr);
-  EXPECT_TRUE(UxFileFormat::getFileFormatByLabel("Raw Data")->hasExtension("/x/y.RAW"));
-  EXPECT_FALSE(UxFileFormat::getFileFormatByLabel("Raw Data")->hasExtension("/x.raw/y"));
 }
 
 }  // namespace

@@ -100,10 +100,7 @@ TEST(ImageReaders, LosslessFilesGiveTheirValuesAndOneOfThreeFormats) {
     QImage::Format loaded;  // as Qt alone loads the file
     QImage::Format format;  // as readQImage hands it back
   } cases[] = {{"grey.png", grey(), 1, TbPrimType::UINT8, QImage::Format_Grayscale8, QImage::Format_Grayscale8},
-               {"grey.tif", grey(), 1, TbPrimType::UINT8, QImage::Format_Grayscale8, QImage::Format_Grayscale8},
                {"rgb.png", rgb(), 3, TbPrimType::UINT8, QImage::Format_RGB32, QImage::Format_RGB32},
-               {"rgb.bmp", rgb(), 3, TbPrimType::UINT8, QImage::Format_RGB32, QImage::Format_RGB32},
-               {"rgb.tif", rgb(), 3, TbPrimType::UINT8, QImage::Format_RGB32, QImage::Format_RGB32},
                {"rgba.png", rgba(false), 4, TbPrimType::UINT8, QImage::Format_ARGB32, QImage::Format_ARGB32},
                {"rgba.tif", rgba(true), 4, TbPrimType::UINT8, QImage::Format_ARGB32_Premultiplied, QImage::Format_ARGB32},
                {"deep.png", deepGrey(), 1, TbPrimType::UINT16, QImage::Format_Grayscale16, QImage::Format_Grayscale8},

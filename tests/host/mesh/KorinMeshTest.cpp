@@ -1,6 +1,7 @@
 // KorinMesh files on disk: round trips of every encoding and type, recorded
-// positions checked against the bytes of the real file, the hand-written
-// examples of docs/korinmesh.md, refusals of broken files, and safe writes.
+// positions checked against the bytes of the real file, the spelling of reals,
+// the hand-written examples of docs/korinmesh.md, refusals of broken files,
+// and safe writes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,7 +15,9 @@
 #include <type_traits>
 #include <vector>
 
+#include "host/codecs/SoZlibCompressor.h"
 #include "host/mesh/KorinMesh.h"
+#include "host/mesh/KorinMeshSyntax.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -86,27 +89,13 @@ std::unique_ptr<KorinMesh> readText(const TempDir& dir, const Bytes& content) {
   return readMesh(dir.file("hand.km"));
 }
 
-// A zlib stream of stored (uncompressed) blocks, made here rather than with the
-// library the reader uses, so the reader is checked against the stream format.
+// A zlib stream of the bytes, made by the host's zlib codec; its last byte
+// (of the checksum) flipped when asked.
 Bytes zlibStream(const Bytes& plain, bool breakChecksum = false) {
-  Bytes out("\x78\x01", 2);
-  uint32_t a = 1, b = 0;
-  for (unsigned char c : plain) {
-    a = (a + c) % 65521;
-    b = (b + a) % 65521;
-  }
-  size_t at = 0;
-  do {
-    const size_t length = std::min<size_t>(plain.size() - at, 65535);
-    const char head[] = {static_cast<char>(at + length == plain.size()), static_cast<char>(length & 0xff),
-                         static_cast<char>(length >> 8), static_cast<char>(~length & 0xff),
-                         static_cast<char>((~length >> 8) & 0xff)};
-    out += Bytes(head, 5) + plain.substr(at, length);
-    at += length;
-  } while (at < plain.size());
-  const uint32_t adler = ((b << 16) | a) ^ (breakChecksum ? 1 : 0);
-  for (int shift = 24; shift >= 0; shift -= 8) out += static_cast<char>((adler >> shift) & 0xff);
-  return out;
+  std::vector<unsigned char> stream;
+  SoZlibCompressor().compress(plain.data(), plain.size(), stream);
+  if (breakChecksum) stream.back() ^= 1;
+  return Bytes(stream.begin(), stream.end());
 }
 
 std::vector<std::string> filesIn(const std::string& folder) {
@@ -189,39 +178,9 @@ TEST(KorinMeshRoundTrip, EveryEncodingTypeAndComponentCount) {
       }
 }
 
-TEST(KorinMeshRoundTrip, SeveralLocationsAndSectionsKeepTheirOrder) {
-  TempDir dir;
-  for (int encoding : ALL_ENCODINGS) {
-    SCOPED_TRACE(encoding);
-    KorinMesh mesh;
-    const int line[1] = {7}, slice[2] = {6, 5}, lattice[3] = {4, 3, 2};
-    KorinMesh::Location* l1 = mesh.addLocation("Line", 1, line);
-    KorinMesh::Location* l2 = mesh.addLocation("My Slice", 2, slice);
-    KorinMesh::Location* l3 = mesh.addLocation("Lattice", 3, lattice);
-    const Bytes a = sampleValues(TbPrimType::INT16, 5 * 6 * 2), b = sampleValues(TbPrimType::DOUBLE, 24),
-                c = sampleValues(TbPrimType::UINT8, 7);
-    mesh.addSection(l2, "Slice data", TbPrimType::INT16, 2, a.data());
-    mesh.addSection(l3, "Volume", TbPrimType::DOUBLE, 1, b.data(), KorinMesh::ZLIB);
-    mesh.addSection(l1, "Volume", TbPrimType::UINT8, 1, c.data());
-    ASSERT_TRUE(mesh.write(dir.file("several.km").c_str(), encoding));
-    auto back = readMesh(dir.file("several.km"));
-    ASSERT_NE(back, nullptr);
-    ASSERT_EQ(back->location.size(), 3);
-    EXPECT_STREQ(back->location[1]->name.getString(), "My Slice");
-    EXPECT_EQ(back->location[0]->nDims, 1);
-    EXPECT_EQ(back->location[0]->dims[1], 1);
-    ASSERT_EQ(back->dataSection.size(), 3);
-    EXPECT_STREQ(back->dataSection[0]->name.getString(), "Slice data");
-    EXPECT_EQ(back->dataSection[0]->location, back->location[1]);
-    EXPECT_EQ(back->dataSection[2]->location, back->location[0]);
-    EXPECT_EQ(dataOf(*back->dataSection[0]) + dataOf(*back->dataSection[1]) + dataOf(*back->dataSection[2]), a + b + c);
-    // Text files carry plain values only.
-    EXPECT_EQ(back->dataSection[1]->encoding, encoding == KorinMesh::TEXT ? KorinMesh::PLAIN : KorinMesh::ZLIB);
-  }
-}
-
-// A file of parameters only: nested bundles, awkward names and values.
-TEST(KorinMeshRoundTrip, NestedParametersWithAwkwardNamesAndValues) {
+// Nested bundles, awkward names and values, and several locations and
+// sections, all in their order.
+TEST(KorinMeshRoundTrip, ParametersLocationsAndSectionsKeepTheirOrder) {
   KorinMesh mesh;
   mesh.set("ContentType", "Volume");
   const float box[6] = {0.1f, 63.9f, -0.0f, 1e-30f, FLT_MAX, std::numeric_limits<float>::denorm_min()};
@@ -240,40 +199,71 @@ TEST(KorinMeshRoundTrip, NestedParametersWithAwkwardNamesAndValues) {
   materials->bundle("Bone \"cortical\"", 1)->bundle("Deeper", 1)->set("Color", "ivory");
   materials->bundle("Empty", 1);
   mesh.set("After bundles", 1);
+  const int line[1] = {7}, slice[2] = {6, 5}, lattice[3] = {4, 3, 2};
+  KorinMesh::Location* l1 = mesh.addLocation("Line", 1, line);
+  KorinMesh::Location* l2 = mesh.addLocation("My Slice", 2, slice);
+  KorinMesh::Location* l3 = mesh.addLocation("Lattice", 3, lattice);
+  const Bytes a = sampleValues(TbPrimType::INT16, 5 * 6 * 2), b = sampleValues(TbPrimType::DOUBLE, 24),
+              c = sampleValues(TbPrimType::UINT8, 7);
+  mesh.addSection(l2, "Slice data", TbPrimType::INT16, 2, a.data());
+  mesh.addSection(l3, "Volume", TbPrimType::DOUBLE, 1, b.data(), KorinMesh::ZLIB);
+  mesh.addSection(l1, "Volume", TbPrimType::UINT8, 1, c.data());
 
   TempDir dir;
   const char* const firstLines[] = {"korinmesh 1 text\n", "korinmesh 1 binary little-endian\n",
                                     "korinmesh 1 binary big-endian\n"};
   for (int encoding : ALL_ENCODINGS) {
-    const std::string path = dir.file("params.km");
+    SCOPED_TRACE(encoding);
+    const std::string path = dir.file("several.km");
     ASSERT_TRUE(mesh.write(path.c_str(), encoding, "two\ncomment lines"));
     const Bytes content = readWholeFile(path);
     EXPECT_EQ(content.rfind(firstLines[encoding], 0), 0u);
-    EXPECT_EQ(content.find("\ndata"), std::string::npos);
     auto back = readMesh(path);
     ASSERT_NE(back, nullptr);
     EXPECT_TRUE(sameBundle(mesh, *back)) << content;
-    EXPECT_EQ(back->dataSection.size() + back->location.size(), 0);
     EXPECT_EQ(back->encoding(), encoding);
     TbString type;
     ASSERT_TRUE(back->contentType(type));
     EXPECT_STREQ(type.getString(), "Volume");
+    ASSERT_EQ(back->location.size(), 3);
+    EXPECT_STREQ(back->location[1]->name.getString(), "My Slice");
+    EXPECT_EQ(back->location[0]->nDims, 1);
+    EXPECT_EQ(back->location[0]->dims[1], 1);
+    ASSERT_EQ(back->dataSection.size(), 3);
+    EXPECT_STREQ(back->dataSection[0]->name.getString(), "Slice data");
+    EXPECT_EQ(back->dataSection[0]->location, back->location[1]);
+    EXPECT_EQ(back->dataSection[2]->location, back->location[0]);
+    EXPECT_EQ(dataOf(*back->dataSection[0]) + dataOf(*back->dataSection[1]) + dataOf(*back->dataSection[2]), a + b + c);
+    // Text files carry plain values only.
+    EXPECT_EQ(back->dataSection[1]->encoding, encoding == KorinMesh::TEXT ? KorinMesh::PLAIN : KorinMesh::ZLIB);
   }
 }
 
+// Floats set from floats are spelled as typed; recorded text sections point
+// at their numbers.
 TEST(KorinMeshRoundTrip, WriterOutputReadsAsDocumented) {
   TempDir dir;
   KorinMesh mesh;
   mesh.set("ContentType", "Labels");
+  const float box[6] = {0, 300, 0.1f, 369, -2.5f, 80};
+  mesh.set("BoundingBox", 6, box);
   mesh.bundle("Sub bundle", 1)->set("Name", "a \"b\"");
   const int dims[2] = {3, 2};
-  const uint8_t values[6] = {1, 2, 3, 4, 5, 6};
-  mesh.addSection(mesh.addLocation("Top", 2, dims), "Thickness", TbPrimType::UINT8, 1, values);
+  const int32_t values[6] = {1, -2, 3, 40, 500, 6000};
+  mesh.addSection(mesh.addLocation("Top", 2, dims), "Thickness", TbPrimType::INT32, 1, values);
   ASSERT_TRUE(mesh.write(dir.file("small.km").c_str(), KorinMesh::TEXT, "made by a test"));
-  EXPECT_EQ(readWholeFile(dir.file("small.km")),
-            "korinmesh 1 text\n# made by a test\n\nstring ContentType \"Labels\"\nbundle \"Sub bundle\"\n"
-            "  string Name \"a \\\"b\\\"\"\nend\n\nlocation Top 3 2\n\n"
-            "section Thickness on Top type uint8 components 1 encoding 0\n\ndata Thickness\n1 2 3\n4 5 6\n");
+  const Bytes file = readWholeFile(dir.file("small.km"));
+  EXPECT_EQ(file, "korinmesh 1 text\n# made by a test\n\nstring ContentType \"Labels\"\n"
+                  "reals BoundingBox 0 300 0.1 369 -2.5 80\nbundle \"Sub bundle\"\n"
+                  "  string Name \"a \\\"b\\\"\"\nend\n\nlocation Top 3 2\n\n"
+                  "section Thickness on Top type int32 components 1 encoding 0\n\n"
+                  "data Thickness\n1 -2 3\n40 500 6000\n");
+  RecordingPositions recording;
+  auto back = readMesh(dir.file("small.km"));
+  ASSERT_NE(back, nullptr);
+  const KorinMesh::DataSection& section = *back->dataSection[0];
+  EXPECT_EQ(file.substr(section.filePosition, section.storedBytes), "1 -2 3\n40 500 6000");
+  EXPECT_EQ(section.data, nullptr);
 }
 
 TEST(KorinMeshRoundTrip, CompressedSectionIsSmallerAndDecodesWithProgress) {
@@ -300,27 +290,24 @@ TEST(KorinMeshRoundTrip, CompressedSectionIsSmallerAndDecodesWithProgress) {
   EXPECT_EQ(refused.begun, refused.ended);
 }
 
-// Recorded file positions
-
-TEST(KorinMeshPositions, TextSectionsPointAtTheirNumbers) {
-  TempDir dir;
-  KorinMesh mesh;
-  const int dims[3] = {3, 2, 1};
-  KorinMesh::Location* lattice = mesh.addLocation("Lattice", 3, dims);
-  const int32_t first[6] = {1, -2, 3, 40, 500, 6000};
-  const float second[6] = {0.5f, 1, 1.5f, 2, 2.5f, 3};
-  mesh.addSection(lattice, "First", TbPrimType::INT32, 1, first);
-  mesh.addSection(lattice, "Second", TbPrimType::FLOAT, 1, second);
-  ASSERT_TRUE(mesh.write(dir.file("text.km").c_str(), KorinMesh::TEXT));
-  const Bytes file = readWholeFile(dir.file("text.km"));
-  RecordingPositions recording;
-  auto back = readMesh(dir.file("text.km"));
-  ASSERT_NE(back, nullptr);
-  const KorinMesh::DataSection& a = *back->dataSection[0];
-  const KorinMesh::DataSection& b = *back->dataSection[1];
-  EXPECT_EQ(file.substr(a.filePosition, a.storedBytes), "1 -2 3\n40 500 6000");
-  EXPECT_EQ(file.substr(b.filePosition, b.storedBytes), "0.5 1 1.5\n2 2.5 3");
-  EXPECT_EQ(a.data, nullptr);
+// Reals in written headers: the shortest text that reads back to the same
+// value, as a person would write it, and a float spelled as a float.
+TEST(KorinMeshNumbers, ShortestPlainSpelling) {
+  const struct { double value; bool fromFloat; const char* text; } cases[] = {
+      {300, false, "300"},
+      {0.1, false, "0.1"},
+      {0.1f, true, "0.1"},
+      {-149.5f, true, "-149.5"},
+      {1.0f / 3, true, "0.33333334"},
+      {1.0 / 3, false, "0.3333333333333333"},
+      {1e20, false, "100000000000000000000"},
+      {1e21, false, "1e+21"},
+      {1e-7, false, "0.0000001"},
+      {2.5e-8, false, "2.5e-8"},
+      {FLT_MAX, true, "3.4028235e+38"},
+      {-0.0, false, "-0"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(KorinMeshSyntax::realText(c.value, c.fromFloat), c.text) << c.text;
 }
 
 // Hand-written files: the examples of docs/korinmesh.md
@@ -446,13 +433,11 @@ TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
     return "korinmesh 1 binary little-endian\nlocation L 4 4\nsection S on L type uint8 encoding 1 bytes " +
            std::to_string(declared) + "\ndata S\n" + stream;
   };
-  Bytes flipped = good;
-  flipped[2] ^= 0x06;  // a block type that does not exist
+  // One case for each check of the reader; what it accepts is said too.
   const struct { Bytes content; bool accepted; } cases[] = {
-      {"", false}, {"hello world\n", false}, {Bytes(100000, '\x9c'), false}, {"korinmesh\n", false},
-      {"korinmesh 1\n", false}, {"korinmesh 1 binary middle-endian\n", false}, {"korinmesh 1 text extra\n", false},
-      {"KorinMesh 1 text\n", false}, {text, true}, {"korinmesh 2 text\n", false}, {"korinmesh 1.0 text\n", false},
-      {"korinmesh 0 text\n", false},
+      {"", false}, {Bytes(100000, '\x9c'), false}, {"korinmesh 1\n", false}, {"KorinMesh 1 text\n", false},
+      {"korinmesh 1 binary middle-endian\n", false}, {text, true}, {"korinmesh 2 text\n", false},
+      {"korinmesh 1.0 text\n", false}, {"korinmesh 0 text\n", false},
       // header statements
       {text + "frobnicate X 1\n", false}, {text + "ints X 1.5\n", false}, {text + "ints X 99999999999\n", false},
       {text + "reals X one\n", false}, {text + "string X\n", false}, {text + "string X \"unterminated\n", false},
@@ -463,22 +448,19 @@ TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
       {text + "location L 2\nlocation L 3\n", false},
       // section statements
       {withL + "section S on L type uint64\ndata S\n0 0\n", false},
-      {withL + "section S on L type unit8\ndata S\n0 0\n", false},
       {withL + "section S on Nowhere type uint8\ndata S\n0 0\n", false},
-      {withL + "section S type uint8\ndata S\n0 0\n", false}, {withL + "section S on L\ndata S\n0 0\n", false},
+      {withL + "section S on L\ndata S\n0 0\n", false},
       {withL + "section S on L type uint8 components 0\ndata S\n0 0\n", false},
       {withL + "section S on L type uint8 colour red\ndata S\n0 0\n", false},
       {withL + "section S on L type\ndata S\n0 0\n", false},
       {withL + "section S on L type uint8 encoding 1 bytes 3\ndata S\n0 0\n", false},  // zlib in a text file
       {withL + "section S on L type uint8 bytes 2\ndata S\n0 0\n", false},              // bytes of plain values
-      {text + "section S on L type uint8\nlocation L 2\ndata S\n0 0\n", false},
       {"korinmesh 1 binary little-endian\nlocation L 2\nsection S on L type uint8 encoding 2 bytes 2\ndata S\nxx", false},
-      {"korinmesh 1 binary little-endian\nlocation L 2\nsection S on L type uint8 encoding 1\ndata S\nxx", false},
       // data that is short, missing or misplaced
       {binary + "data S\nabcd", true}, {binary + "data S\nabc", false}, {binary, false},
       {binary + "data T\nabcd", false}, {text + "ints X 1\ndata S\n1 2\n", false},
       {two + "abcd\ndata B\nefgh", true}, {two + "abcd\ndata B\nefg", false}, {two + "abcd\n", false},
-      {two + "abcdXdata B\nefgh", false}, {two + "abcd\ndata A\nefgh", false},
+      {two + "abcdXdata B\nefgh", false},
       // text values out of their type
       {values + "uint8\ndata S\n0 128 255\n", true}, {values + "uint8\ndata S\n0 128 256\n", false},
       {values + "uint8\ndata S\n0 -1 2\n", false}, {values + "int16\ndata S\n0 1.5 2\n", false},
@@ -489,8 +471,7 @@ TEST(KorinMeshRefusal, BrokenFilesAreRefused) {
       // zlib streams that do not decode to the declared size
       {zlib(good, good.size()), true}, {zlib(zlibStream(sixteen, true), good.size()), false},
       {zlib(zlibStream(sixteen + "x"), good.size() + 1), false}, {zlib(zlibStream(sixteen.substr(1)), good.size() - 1), false},
-      {zlib(good, good.size() - 1), false}, {zlib(good, good.size() + 1), false},
-      {zlib(Bytes(good.size(), '\x55'), good.size()), false}, {zlib(flipped, flipped.size()), false}};
+      {zlib(good, good.size() - 1), false}, {zlib(good, good.size() + 1), false}};
   for (const auto& c : cases) EXPECT_EQ(readText(dir, c.content) != nullptr, c.accepted) << c.content.substr(0, 200);
   EXPECT_EQ(readMesh(dir.file("missing.km")), nullptr);
   EXPECT_EQ(readMesh(dir.path()), nullptr);

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "host/objects/UxData.h"
-#include "host/objects/UxObjectPool.h"
 #include "support/ObjectCommandRunner.h"
 
 namespace {
@@ -78,18 +77,6 @@ TEST_F(CmdInfoTest, DataObjectsAnswerTheirWords) {
   data.setLoadCmd("create Thing", 1);
   tcl.run(data, {"d", "getLoadCmd"});
   EXPECT_EQ(tcl.result(), "create Thing");
-}
-
-TEST_F(CmdInfoTest, SetLabelRenamesThroughThePoolWhenPooled) {
-  UxObjectPool* pool = UxObjectPool::getThePool();
-  auto* first = new UxData;
-  auto* second = new UxData;
-  pool->add(first, "taken");
-  pool->add(second, "other");
-  EXPECT_EQ(tcl.run(*second, {"other", "setLabel", "taken"}), TCL_OK);
-  EXPECT_EQ(tcl.result(), "taken2");
-  EXPECT_EQ(pool->find("taken2"), second);
-  pool->removeAll();
 }
 
 }  // namespace

@@ -47,19 +47,6 @@ class PoolTest : public ::testing::Test {
   std::vector<std::string> deaths;
 };
 
-TEST(UxBaseReferences, TheLastUnrefDeletesAnObjectNeverRefedByOne) {
-  std::vector<std::string> deaths;
-  (new Probe(&deaths, "once"))->unref();
-  auto* probe = new Probe(&deaths, "shared");
-  probe->ref();
-  probe->ref();
-  probe->unref();
-  EXPECT_EQ(probe->getRefCount(), 1);
-  EXPECT_EQ(deaths, std::vector<std::string>{"once"});
-  probe->unref();
-  EXPECT_EQ(deaths, (std::vector<std::string>{"once", "shared"}));
-}
-
 // A taken name gets a number before its extension (a number already there is
 // replaced, a leading dot is no extension); names the observer reserves are
 // not used; the label follows the name.

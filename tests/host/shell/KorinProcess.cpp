@@ -1,18 +1,10 @@
 #include "KorinProcess.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
-#include <memory>
 
 #include "support/TempDir.h"
-
-extern char** environ;
 
 namespace {
 
@@ -22,50 +14,33 @@ const TempDir& scratch() {
   return dir;
 }
 
-std::vector<std::string> environmentWith(const std::map<std::string, std::string>& changes,
-                                         const std::vector<std::string>& unset) {
-  std::vector<std::string> result;
-  for (char** entry = environ; *entry; ++entry) {
-    const std::string text = *entry;
-    const std::string name = text.substr(0, text.find('='));
-    if (changes.count(name) || std::count(unset.begin(), unset.end(), name)) continue;
-    result.push_back(text);
-  }
-  for (const auto& change : changes) result.push_back(change.first + "=" + change.second);
-  return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(&text[0]);
-  pointers.push_back(nullptr);
-  return pointers;
+// The word as the shell's single-quoted text.
+std::string quoted(const std::string& word) {
+  std::string text = "'";
+  for (char c : word) text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return text + "'";
 }
 
 }  // namespace
 
-KorinProcess::KorinProcess() : folder(scratch().path()) {
-  unset = {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
-  changes["KORIN_PACKAGE_PATH"] = "";
-}
-
-std::string KorinProcess::executable() { return std::string(KORIN_BUILD_DIR) + "/korin"; }
+KorinProcess::KorinProcess() : folder(scratch().path()) { changes["KORIN_PACKAGE_PATH"] = ""; }
 
 KorinProcess& KorinProcess::setEnv(const std::string& name, const std::string& value) {
   changes[name] = value;
   return *this;
 }
 
-KorinProcess& KorinProcess::withTestPackages() {
-  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + "/testpackages");
-}
-
-KorinProcess& KorinProcess::withBrokenPackages() {
-  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + "/testpackages-broken");
+KorinProcess& KorinProcess::withPackagesIn(const std::string& folder) {
+  return setEnv("KORIN_PACKAGE_PATH", std::string(KORIN_BUILD_DIR) + (folder.empty() ? "" : "/" + folder));
 }
 
 KorinProcess& KorinProcess::input(const std::string& text) {
   stdinText = text;
+  return *this;
+}
+
+KorinProcess& KorinProcess::atTerminal() {
+  terminal = true;
   return *this;
 }
 
@@ -74,25 +49,14 @@ std::string KorinProcess::file(const std::string& name) const { return folder + 
 ShellRun KorinProcess::run(const std::vector<std::string>& args) const {
   const std::string in = file("stdin.txt"), out = file("stdout.txt"), err = file("stderr.txt");
   writeWholeFile(in, stdinText);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-
-  std::vector<std::string> argv = {executable()};
-  argv.insert(argv.end(), args.begin(), args.end());
-  std::vector<std::string> env = environmentWith(changes, unset);
-  std::vector<char*> argvPointers = pointersTo(argv), envPointers = pointersTo(env);
+  std::string command = "env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM";
+  for (const auto& change : changes) command += " " + quoted(change.first + "=" + change.second);
+  std::string korin = quoted(std::string(KORIN_BUILD_DIR) + "/korin");
+  for (const std::string& arg : args) korin += " " + quoted(arg);
+  command += terminal ? " script -qec " + quoted(korin) + " /dev/null" : " " + korin;
+  const int status = std::system((command + " <" + quoted(in) + " >" + quoted(out) + " 2>" + quoted(err)).c_str());
   ShellRun result;
-  pid_t child = 0;
-  if (posix_spawn(&child, argv[0].c_str(), &actions, nullptr, argvPointers.data(),
-                  envPointers.data()) == 0) {
-    int waitStatus = 0;
-    waitpid(child, &waitStatus, 0);
-    result.status = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus);
-  }
-  posix_spawn_file_actions_destroy(&actions);
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   result.out = readWholeFile(out);
   result.err = readWholeFile(err);
   return result;

@@ -18,20 +18,20 @@ class KorinProcess {
   KorinProcess();
 
   KorinProcess& setEnv(const std::string& name, const std::string& value);
-  KorinProcess& withTestPackages();
-  KorinProcess& withBrokenPackages();
+  // Packages from this folder of the build ("" for the build's own folder).
+  KorinProcess& withPackagesIn(const std::string& folder);
   KorinProcess& input(const std::string& text);
+  // Runs korin on a terminal of its own (made by script(1)), which echoes the input.
+  KorinProcess& atTerminal();
 
   ShellRun run(const std::vector<std::string>& args) const;
   // Writes the script to a file of the temporary folder and runs it.
   ShellRun runScript(const std::string& script, const std::vector<std::string>& args = {}) const;
   std::string file(const std::string& name) const;
 
-  static std::string executable();
-
  private:
   std::map<std::string, std::string> changes;
-  std::vector<std::string> unset;
   std::string stdinText;
+  bool terminal = false;
   std::string folder;
 };
