@@ -195,9 +195,20 @@ int LatticeManager::blocksNotCurrent(int level) const {
   return count;
 }
 
-bool LatticeManager::coarseLevelsCurrent() const {
-  for (int level = 1; level < numLevels; ++level)
-    if (blocksNotCurrent(level)) return false;
+int LatticeManager::layersOver(int slices, int level) const {
+  const int64_t span = static_cast<int64_t>(blocking[2]) << level;
+  const int64_t layers = slices > 0 ? (slices + span - 1) / span : 0;
+  return static_cast<int>(std::min<int64_t>(layers, blocksAlong(2, level)));
+}
+
+bool LatticeManager::coarseLevelsCurrentOver(int slices) const {
+  if (!blockManager) return true;
+  for (int level = 1; level < numLevels; ++level) {
+    const int first = firstBlockOfLevel(level);
+    const int end = first + layersOver(slices, level) * blocksAlong(0, level) * blocksAlong(1, level);
+    for (int b = first; b < end; ++b)
+      if (!blockManager->validFlag(b)) return false;
+  }
   return true;
 }
 

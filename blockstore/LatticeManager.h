@@ -64,11 +64,19 @@ class UXDD_API LatticeManager {
   // Rebuilds block idx of level (> 0) from the level below and stores it.
   int updateBlock(int* idx, int level);
   void updateAllLevels(TbProgressInterface* progress);
+  // As updateAllLevels, for the coarse blocks over the first `slices` level-0
+  // slices only (an interrupted conversion): the others stay as they are, and
+  // a read rebuilds them when it needs them.
+  void updateLevelsOver(int slices, TbProgressInterface* progress);
 
   // Blocks of `level` whose flag is clear: for level 0 the blocks never
   // written (or whose last write failed), above it the blocks out of date.
   int blocksNotCurrent(int level) const;
-  bool coarseLevelsCurrent() const;
+  bool coarseLevelsCurrent() const { return coarseLevelsCurrentOver(dims[2]); }
+  // Whether every coarse block over the first `slices` level-0 slices is current.
+  bool coarseLevelsCurrentOver(int slices) const;
+  // Level-L block layers along z whose first level-0 slice lies below `slices`.
+  int layersOver(int slices, int level) const;
   // Clears the flags of the blocks of levels 1 .. numLevels-1 over level-0 block idx.
   void markCoarserOutOfDate(const int* idx);
 
@@ -96,7 +104,7 @@ class UXDD_API LatticeManager {
   int numLevels;
 
  private:
-  int updateLevelBlockByBlock(int level, TbProgressInterface* progress);
+  int updateLevelBlockByBlock(int level, int layers, TbProgressInterface* progress);
   int recordIntentFor(const int* first, const int* last);
   void applyIntentRecord();
   void markAllCoarseOutOfDate(bool forgetOnDisk);

@@ -34,13 +34,15 @@ struct StagedRun {
 // size of the level.
 class LevelRebuild {
  public:
-  LevelRebuild(LatticeManager& lattice, int level, TbProgressInterface* progress)
+  // Rebuilds the level's first `layers` block layers along z.
+  LevelRebuild(LatticeManager& lattice, int level, int layers, TbProgressInterface* progress)
       : lattice(lattice), level(level), progress(progress), blockBytes(lattice.blockBytes()) {
     for (int a = 0; a < 3; ++a) {
       count[a] = lattice.blocksAlong(a, level);
       below[a] = lattice.blocksAlong(a, level - 1);
       half[a] = lattice.blocking[a] / 2;
     }
+    count[2] = layers;
   }
 
   // 0 at the first block that cannot be rebuilt.
@@ -236,11 +238,15 @@ int LatticeManager::updateBlock(int* idx, int level) {
 // Levels are visited upward, so the blocks below a level are current by the
 // time it is rebuilt. Blocks of odd extent do not split into octants; they are
 // rebuilt one by one.
-void LatticeManager::updateAllLevels(TbProgressInterface* progress) {
+void LatticeManager::updateAllLevels(TbProgressInterface* progress) { updateLevelsOver(dims[2], progress); }
+
+void LatticeManager::updateLevelsOver(int slices, TbProgressInterface* progress) {
   if (progress) progress->beginWork("updating subsampling levels");
   const bool octants = blocking[0] % 2 == 0 && blocking[1] % 2 == 0 && blocking[2] % 2 == 0;
   for (int level = 1; level < numLevels && blockManager; ++level) {
-    const int done = octants ? LevelRebuild(*this, level, progress).run() : updateLevelBlockByBlock(level, progress);
+    const int layers = layersOver(slices, level);
+    const int done = octants ? LevelRebuild(*this, level, layers, progress).run()
+                             : updateLevelBlockByBlock(level, layers, progress);
     if (!done) {
       if (progress) progress->endWork();
       return;
@@ -250,8 +256,8 @@ void LatticeManager::updateAllLevels(TbProgressInterface* progress) {
   if (progress) progress->endWork();
 }
 
-int LatticeManager::updateLevelBlockByBlock(int level, TbProgressInterface* progress) {
-  const int count[3] = {blocksAlong(0, level), blocksAlong(1, level), blocksAlong(2, level)};
+int LatticeManager::updateLevelBlockByBlock(int level, int layers, TbProgressInterface* progress) {
+  const int count[3] = {blocksAlong(0, level), blocksAlong(1, level), layers};
   int idx[3];
   for (idx[2] = 0; idx[2] < count[2]; ++idx[2])
     for (idx[1] = 0; idx[1] < count[1]; ++idx[1])

@@ -1,5 +1,7 @@
 #include "convert/SliceChunkWriter.h"
 
+#include <algorithm>
+
 #include "diskdata/UxDiskData.h"
 #include "host/base/TbAssertionHandlerInit.h"
 #include "host/base/TbMemory.h"
@@ -57,15 +59,23 @@ bool SliceChunkWriter::store(int first, int n) {
     request.size[a] = request.bufferSize[a] = size[a];
     request.subsampling[a] = 1;
   }
-  return data->putBlock(&request) == 1;
+  if (data->putBlock(&request) != 1) return false;
+  storedSlices = std::max(storedSlices, first + n);
+  return true;
 }
 
-// Level 0 is complete whatever happens here, so the conversion stands; a level
-// that could not be stored is said to be computed when first read.
+// The slices stored are complete whatever happens here, so the conversion
+// stands; a level that could not be stored is said to be computed when first
+// read. A conversion stopped early builds the levels over what it stored only:
+// the rest is computed when read, and Ctrl-C does not wait for levels over
+// slices nobody wrote.
 void SliceChunkWriter::finish() {
-  data->updateAllLevels();
+  if (storedSlices < dims[2])
+    data->updateLevelsOver(storedSlices);
+  else
+    data->updateAllLevels();
   const LatticeManager& lattice = *data->latticeManager;
-  if (!lattice.coarseLevelsCurrent() || lattice.blockManager->validsModified)
+  if (!lattice.coarseLevelsCurrentOver(storedSlices) || lattice.blockManager->validsModified)
     console().printf("Warning: the coarser levels of %s could not all be stored; they will be computed when read",
                      data->filename.getString());
 }

@@ -49,6 +49,7 @@ class UXDD_API SliceChunkWriter {
   int64_t sliceBytes;
   int slices;
   int dims[3] = {0, 0, 0};
+  int storedSlices = 0;  // slices 0 .. storedSlices - 1 are stored
   unsigned char* buffer = nullptr;
   UxDiskData* data = nullptr;
   bool showing = false;

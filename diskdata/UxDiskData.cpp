@@ -119,6 +119,10 @@ int UxDiskData::getBlock(const BlockRequest* request) {
 
 void UxDiskData::updateAllLevels() { latticeManager->updateAllLevels(UxWorkArea::getTheWorkArea()); }
 
+void UxDiskData::updateLevelsOver(int slices) {
+  latticeManager->updateLevelsOver(slices, UxWorkArea::getTheWorkArea());
+}
+
 UxDiskData* UxDiskData::create(const char* filename, const char* dataFilePath, const int* dims,
                                int nDataVar, TbPrimType primType, const float* bbox) {
   if (nDataVar <= 0) {

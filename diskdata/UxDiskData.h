@@ -43,6 +43,8 @@ class UXDD_API UxDiskData : public UxExternalData {
   static UxDiskData* create(const char* filename, const char* dataFilePath, const int* dims,
                             int nDataVar, TbPrimType primType, const float* bbox);
   void updateAllLevels();
+  // The levels over the first `slices` level-0 slices only (an interrupted conversion).
+  void updateLevelsOver(int slices);
 
   int saveDescription(const char* path, const UxParamBundle* extra);
   static int readKorinMesh(KorinMesh* mesh, const char* path);
