@@ -5,34 +5,11 @@
 
 #include <cstdint>
 
-#include "blockstore/BlockWalk.h"
 #include "support/FileFaults.h"
 #include "support/LatticeOnDisk.h"
 #include "support/Unprivileged.h"
 
 namespace {
-
-TEST(BlockWalk, BoxOverTwoBlocks) {
-  BlockSpan span = blocksCovering(40, 50, 32);
-  EXPECT_EQ(span.first, 1);
-  EXPECT_EQ(span.last, 2);
-  BlockOverlap one = overlapOf(1, 40, 50, 32);
-  EXPECT_EQ(one.blockOffset, 8);
-  EXPECT_EQ(one.boxOffset, 0);
-  EXPECT_EQ(one.count, 24);
-  BlockOverlap two = overlapOf(2, 40, 50, 32);
-  EXPECT_EQ(two.blockOffset, 0);
-  EXPECT_EQ(two.boxOffset, 24);
-  EXPECT_EQ(two.count, 26);
-  BlockOverlap inside = overlapOf(1, 40, 5, 32);
-  EXPECT_EQ(inside.count, 5);
-  span = blocksCovering(0, 0, 32);  // an empty box at 0 still visits block 0, with nothing to move
-  EXPECT_EQ(span.first, 0);
-  EXPECT_EQ(span.last, 0);
-  EXPECT_EQ(overlapOf(0, 0, 0, 32).count, 0);
-  span = blocksCovering(64, 0, 32);
-  EXPECT_GT(span.first, span.last);
-}
 
 template <class T>
 class LevelContents : public ::testing::Test {};
