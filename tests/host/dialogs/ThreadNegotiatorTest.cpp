@@ -24,8 +24,6 @@ struct Trace {
 };
 
 std::atomic<int> liveProbes{0};
-std::atomic<int> probesRunning{0};
-std::atomic<int> mostProbesRunning{0};
 
 class ProbeDialog : public QObject, public UxThreadedDialog {
  public:
@@ -38,14 +36,9 @@ class ProbeDialog : public QObject, public UxThreadedDialog {
     --liveProbes;
   }
   int exec() override {
-    const int running = ++probesRunning;
-    int most = mostProbesRunning;
-    while (running > most && !mostProbesRunning.compare_exchange_weak(most, running)) {
-    }
     trace->ranOn = std::this_thread::get_id();
     trace->ownedWhileRunning = thread() == QThread::currentThread();
     doubled = request * 2;
-    --probesRunning;
     return accept ? 1 : 0;
   }
 
@@ -133,26 +126,6 @@ TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
   EXPECT_EQ(liveProbes, 0);
 }
 
-// Four callers of a hundred rounds each are served one step at a time, and
-// leave nothing behind.
-TEST_F(ThreadNegotiatorTest, CallersOnSeveralThreadsAreServedOneStepAtATime) {
-  mostProbesRunning = 0;
-  std::vector<int> wrong(4, 0);
-  std::vector<std::thread> callers;
-  for (int c = 0; c < 4; ++c)
-    callers.emplace_back([c, &wrong] {
-      for (int round = 0; round < 100; ++round) {
-        Trace trace;
-        if (oneRound(1000 * c + round, trace) != 2 * (1000 * c + round)) ++wrong[c];
-      }
-    });
-  for (std::thread& caller : callers) caller.join();
-  EXPECT_EQ(wrong, std::vector<int>(4, 0));
-  EXPECT_EQ(mostProbesRunning, 1);
-  EXPECT_EQ(liveProbes, 0);
-  EXPECT_TRUE(console.lines.empty());
-}
-
 // A plain QObject, nothing, or a create step that throws: results, not crashes.
 TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
   GivenNegotiator plain([] { return new QObject; }), nothing([]() -> QObject* { return nullptr; }),
@@ -172,28 +145,6 @@ TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
   EXPECT_EQ(nothing.execOn(), std::thread::id()) << "nothing was there to run";
   Trace trace;
   EXPECT_EQ(oneRound(6, trace), 12) << "the dialog thread survives a failed step";
-}
-
-// A dialog whose exec opens a second dialog, as a dialog asking a question would.
-class NestingDialog : public QObject, public UxThreadedDialog {
- public:
-  int exec() override {
-    innerResult = oneRound(7, inner);
-    return 1;
-  }
-  Trace inner;
-  int innerResult = 0;
-};
-
-TEST_F(ThreadNegotiatorTest, ADialogMayOpenAnotherFromTheDialogThread) {
-  GivenNegotiator negotiator([] { return new NestingDialog; });
-  auto* outer = static_cast<NestingDialog*>(negotiator.createForkedObject());
-  ASSERT_EQ(negotiator.exec(), 1);
-  negotiator.getData();
-  EXPECT_EQ(outer->innerResult, 14);
-  EXPECT_EQ(outer->inner.ranOn, ThreadNegotiator::dialogThreadId());
-  EXPECT_EQ(outer->inner.destroyedOn, ThreadNegotiator::dialogThreadId());
-  negotiator.deleteForkedObject();
 }
 
 // Set by a per-thread object of the dialog thread as that thread ends.
