@@ -19,6 +19,7 @@
 #include "diskdata/UxDiskData.h"
 #include "host/base/TbPrimType.h"
 #include "support/ConsoleCapture.h"
+#include "support/DiskDataOpen.h"
 #include "support/ObjectCommandRunner.h"
 #include "support/ReferenceVolume.h"
 #include "support/TempDir.h"
@@ -101,7 +102,7 @@ inline Words rawWords(int x, int y, int z, const char* ptype, int nDataVar, int 
 // reads it; it leaves the object pool with this object.
 class StoredSet {
  public:
-  explicit StoredSet(const std::string& description);
+  explicit StoredSet(const std::string& description) : data(openDiskData(description)) {}
   explicit StoredSet(UxDiskData* inPool) : data(inPool) {}  // one the host already pooled
   ~StoredSet();
   StoredSet(const StoredSet&) = delete;
