@@ -55,12 +55,14 @@ TEST(DiskDataScenario, CreateDiskDataCommandAndItsRefusals) {
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1 7} r]<$r>\n"
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1} r]<$r>\n"
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 0 uint8} r]<$r>\n"
+      "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 -1 4 1 uint8} r]<$r>\n"
       "puts [catch {$d frobnicate} r]\n");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("second.km\nuint16\nthird.km\nuint16\n1<>\n1<wrong # args for \"createDiskData\">\n"),
             std::string::npos)
       << run.out;
   EXPECT_NE(run.out.find("UxDiskData::create ():nDataVar <= 0"), std::string::npos);
+  EXPECT_NE(run.out.find("Error: can't create disk data of 4 x -1 x 4 samples of type 0\n1<>"), std::string::npos);
   EXPECT_TRUE(fileExists(dir.file("blocks-0000.dat")));
   EXPECT_FALSE(fileExists(dir.file("x.km")));
 }
