@@ -280,42 +280,6 @@ TEST(DownSampleFloatingPoint, MeansAreNotRoundedToIntegers) {
   EXPECT_DOUBLE_EQ(0.1, meanOfBlock<double>({0.1, 0.1}, {2, 1, 1}));
 }
 
-// ---- what is refused, and what produces nothing ----
-
-// Reduces a 4x4x4 volume as described into a guarded buffer: the result, and
-// whether the destination was left untouched.
-std::pair<int, bool> reduceAs(int type, Factors f, int components, bool nullDestination, bool nullSource) {
-  std::vector<double> source(64 * 8, 1.0);  // big enough for any type and factor
-  std::vector<uint8_t> destination = guardedBuffer<uint8_t>(64 * 8);
-  const int result =
-      TbRawData::downSample3DN(nullDestination ? nullptr : destination.data(),
-                               TbTypedPointer(nullSource ? nullptr : source.data(), type), 4, 4, 4, f.fx, f.fy, f.fz,
-                               components, nullptr);
-  return {result, onlyGuardBytesFrom(destination, 0)};
-}
-
-TEST(DownSampleRefusal, InvalidRequestsReturnZeroAndWriteNothing) {
-  const struct {
-    int type;
-    Factors factors;
-    int components;
-    bool nullDestination, nullSource;
-    int result;
-    bool untouched;
-  } cases[] = {{5, kHalving, 1, false, false, 0, true},      {8, kHalving, 1, false, false, 0, true},
-               {-1, kHalving, 1, false, false, 0, true},     {0, {0, 2, 2}, 1, false, false, 0, true},
-               {0, {2, 0, 2}, 1, false, false, 0, true},     {0, {2, 2, 0}, 1, false, false, 0, true},
-               {0, kHalving, 0, false, false, 0, true},      {0, kHalving, 1, true, false, 0, true},
-               {0, kHalving, 1, false, true, 0, true},
-               {0, {5, 1, 1}, 1, false, false, 1, true}};  // factors larger than the volume: nothing to write
-  for (const auto& c : cases) {
-    SCOPED_TRACE(describe({4, 4, 4}, c.factors, c.components) + " type " + std::to_string(c.type) +
-                 (c.nullDestination ? " no destination" : "") + (c.nullSource ? " no source" : ""));
-    EXPECT_EQ(reduceAs(c.type, c.factors, c.components, c.nullDestination, c.nullSource),
-              std::make_pair(c.result, c.untouched));
-  }
-}
-
 // ---- byte swapping ----
 
 template <typename T>
