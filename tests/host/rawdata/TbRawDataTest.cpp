@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -278,49 +277,6 @@ TEST(DownSampleFloatingPoint, MeansAreNotRoundedToIntegers) {
   EXPECT_DOUBLE_EQ(-0.125, meanOfBlock<double>({-1, 0, 0, 0, 0, 0, 0, 0}, kHalving));
   EXPECT_FLOAT_EQ(2.0f / 3, meanOfBlock<float>({0, 1, 1}, {1, 3, 1}));
   EXPECT_DOUBLE_EQ(0.1, meanOfBlock<double>({0.1, 0.1}, {2, 1, 1}));
-}
-
-// ---- byte swapping ----
-
-template <typename T>
-std::vector<unsigned char> bytesOf(const std::vector<T>& values) {
-  std::vector<unsigned char> bytes(values.size() * sizeof(T));
-  std::memcpy(bytes.data(), values.data(), bytes.size());
-  return bytes;
-}
-
-std::vector<unsigned char> eachWordReversed(std::vector<unsigned char> bytes, size_t wordSize) {
-  for (size_t i = 0; i + wordSize <= bytes.size(); i += wordSize) {
-    std::reverse(bytes.begin() + i, bytes.begin() + i + wordSize);
-  }
-  return bytes;
-}
-
-template <typename T>
-class SwapTypedBytes : public ::testing::Test {};
-TYPED_TEST_SUITE(SwapTypedBytes, ElementTypes);
-
-// Each element is reversed where it lies, aligned to its size or not (header
-// fields read straight out of a file need not be); twice restores it; an
-// unknown type is left alone.
-TYPED_TEST(SwapTypedBytes, SwapReversesEachElementAndTwiceRestoresIt) {
-  std::mt19937_64 rng(3);
-  const std::vector<TypeParam> original = randomValues<TypeParam>(33, rng);
-  const auto framed = [](std::vector<unsigned char> bytes) {  // one byte before, one after
-    bytes.insert(bytes.begin(), 0x5A);
-    bytes.push_back(0x5A);
-    return bytes;
-  };
-  std::vector<unsigned char> buffer = framed(bytesOf(original));
-  const std::vector<unsigned char> before = buffer;
-  const TbTypedPointer unaligned(buffer.data() + 1, typeCodeOf<TypeParam>());
-
-  TbRawData::swapBytes(unaligned, original.size());
-  EXPECT_EQ(buffer, framed(eachWordReversed(bytesOf(original), sizeof(TypeParam))));
-  TbRawData::swapBytes(unaligned, original.size());
-  EXPECT_EQ(buffer, before);
-  TbRawData::swapBytes(TbTypedPointer(buffer.data(), 5), 1);
-  EXPECT_EQ(buffer, before);
 }
 
 }  // namespace
