@@ -172,6 +172,17 @@ TEST(LatticeWrite, EmptyBoxAtTheOriginRewritesBlockZeroUnchanged) {
   EXPECT_FALSE(disk.lattice->blockManager->validFlag(disk.lattice->getBlockNo(level1, 1)));
 }
 
+TEST(LatticeWrite, ClearWritesEveryBlockOfEveryLevelOnce) {
+  const int dims[3] = {100, 100, 1};
+  const int blocking[3] = {64, 64, 64};
+  LatticeOnDisk disk(dims, blocking, 1, TbPrimType::UINT8);
+  FileFaults faults;
+  disk.lattice->clear();
+  ASSERT_EQ(faults.writes().size(), 1u);  // one run of blocks
+  EXPECT_EQ(faults.writes()[0].bytes, int64_t(disk.lattice->numBlocks) * disk.lattice->blockBytes());
+  for (int b = 0; b < disk.lattice->numBlocks; ++b) EXPECT_TRUE(disk.lattice->blockManager->validFlag(b));
+}
+
 TEST(LatticeFlags, WriteClearsCoarserFlagsInMemoryUntilTheNextRead) {
   const int dims[3] = {64, 64, 64};
   const int blocking[3] = {8, 8, 8};
