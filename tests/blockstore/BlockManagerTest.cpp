@@ -50,21 +50,6 @@ TEST(BlockManagerFiles, ValidFlagFileLengthAndBitOrder) {
     }
 }
 
-TEST(BlockManagerFiles, NameTemplates) {
-  TempDir dir;
-  auto plain = makeSet(dir.file("head.km"), 16, 3);
-  ASSERT_TRUE(plain);
-  EXPECT_TRUE(fileExists(dir.file("head.km-0000.dat")));
-  EXPECT_TRUE(fileExists(dir.file("head.km-SUPR.dat")));
-  EXPECT_EQ(sizeOfFile(dir.file("head.km-0000.dat")), 48);
-
-  auto marked = makeSet(dir.file("vol####.raw####"), 16, 3);
-  ASSERT_TRUE(marked);
-  EXPECT_TRUE(fileExists(dir.file("vol0000.raw####")));  // only the first mark is replaced
-  EXPECT_TRUE(fileExists(dir.file("volSUPR.raw####")));
-  EXPECT_FALSE(fileExists(dir.file("vol####.raw####-0000.dat")));
-}
-
 // 8192-byte blocks, 1 GiB files: 131072 blocks a file. The files are sparse.
 TEST(BlockManagerFiles, BlocksCrossIntoTheSecondFileAtTheGigabyte) {
   TempDir dir;
@@ -107,17 +92,6 @@ TEST(BlockManagerFiles, RefusesSetsTheNumberingCannotName) {
   auto ok = std::unique_ptr<BlockManager>(BlockManager::create(name.c_str(), 1024, 10000, 1, 1024, 1, 1));
   EXPECT_TRUE(ok);
   EXPECT_TRUE(fileExists(name + "-9999.dat"));
-}
-
-TEST(BlockManagerData, NeverWrittenBlocksReadAsZeros) {
-  TempDir dir;
-  auto set = makeSet(dir.file("z"), 256, 10);
-  std::vector<unsigned char> back(256, 0xee);
-  ASSERT_EQ(set->getBlock(back.data(), 9), 1);
-  EXPECT_EQ(back, std::vector<unsigned char>(256, 0));
-  EXPECT_FALSE(set->validFlag(9));
-  EXPECT_EQ(set->getBlock(back.data(), 10), 0);  // beyond the set
-  EXPECT_EQ(set->getBlock(back.data(), -1), 0);
 }
 
 // littleEndian 0 on this little-endian machine stores every element swapped.
