@@ -17,15 +17,6 @@ using ElementTypes = ::testing::Types<uint8_t, int16_t, uint16_t, int32_t, float
 TYPED_TEST_SUITE(LevelContents, ElementTypes);
 
 template <class T>
-TbPrimType primTypeOf();
-template <> TbPrimType primTypeOf<uint8_t>() { return TbPrimType::UINT8; }
-template <> TbPrimType primTypeOf<int16_t>() { return TbPrimType::INT16; }
-template <> TbPrimType primTypeOf<uint16_t>() { return TbPrimType::UINT16; }
-template <> TbPrimType primTypeOf<int32_t>() { return TbPrimType::INT32; }
-template <> TbPrimType primTypeOf<float>() { return TbPrimType::FLOAT; }
-template <> TbPrimType primTypeOf<double>() { return TbPrimType::DOUBLE; }
-
-template <class T>
 void expectSameVolume(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want, const char* what) {
   ASSERT_EQ(got.values.size(), want.values.size()) << what;
   for (size_t i = 0; i < want.values.size(); ++i)

@@ -29,15 +29,6 @@ namespace convert_test {
 using Lines = std::vector<std::string>;
 using Words = std::vector<std::string>;
 
-template <class T>
-TbPrimType primTypeOf();
-template <> inline TbPrimType primTypeOf<uint8_t>() { return TbPrimType::UINT8; }
-template <> inline TbPrimType primTypeOf<int16_t>() { return TbPrimType::INT16; }
-template <> inline TbPrimType primTypeOf<uint16_t>() { return TbPrimType::UINT16; }
-template <> inline TbPrimType primTypeOf<int32_t>() { return TbPrimType::INT32; }
-template <> inline TbPrimType primTypeOf<float>() { return TbPrimType::FLOAT; }
-template <> inline TbPrimType primTypeOf<double>() { return TbPrimType::DOUBLE; }
-
 // A test volume whose values use the type: negative values for signed types,
 // fractions for floating point, values beyond one byte for wide types (so a
 // byte swap that did not happen shows).

@@ -3,7 +3,21 @@
 // levels must match. Samples x fastest, then y, then z, nc components each.
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
+
+#include "host/base/TbPrimType.h"
+
+// The element type of samples of type T.
+template <class T>
+TbPrimType primTypeOf() {
+  if constexpr (std::is_same_v<T, uint8_t>) return TbPrimType::UINT8;
+  if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
+  if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
+  if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
+  if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
+  return TbPrimType::DOUBLE;
+}
 
 template <class T>
 struct ReferenceVolume {

@@ -11,6 +11,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "support/ReferenceVolume.h"
+
 namespace {
 
 struct Shape {
@@ -20,17 +22,6 @@ struct Shape {
 struct Factors {
   int fx, fy, fz;
 };
-
-template <typename T>
-constexpr int typeCodeOf() {
-  if constexpr (std::is_same_v<T, uint8_t>) return TbPrimType::UINT8;
-  if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
-  if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
-  if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
-  if constexpr (std::is_same_v<T, double>) return TbPrimType::DOUBLE;
-  if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
-  return -1;
-}
 
 unsigned long outputElements(Shape s, Factors f, int components) {
   return (s.nx / f.fx) * (s.ny / f.fy) * (s.nz / f.fz) * components;
@@ -103,7 +94,7 @@ bool onlyGuardBytesFrom(const std::vector<T>& buffer, unsigned long firstElement
 
 template <typename T>
 int reduce(T* destination, std::vector<T>& in, Shape s, Factors f, int components) {
-  return TbRawData::downSample3DN(destination, TbTypedPointer(in.data(), typeCodeOf<T>()), s.nx, s.ny,
+  return TbRawData::downSample3DN(destination, TbTypedPointer(in.data(), primTypeOf<T>()), s.nx, s.ny,
                                   s.nz, f.fx, f.fy, f.fz, components, nullptr);
 }
 
