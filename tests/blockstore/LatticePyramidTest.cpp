@@ -94,16 +94,6 @@ TEST(LatticePyramid, ReadOnlySetStopsAtTheFirstOutOfDateBlock) {
   EXPECT_EQ(faults.calls(FileFaults::WRITE), 0);
 }
 
-TEST(LatticePyramid, UpdateBlockRefusesLevelZero) {
-  const int dims[3] = {16, 16, 16};
-  const int blocking[3] = {8, 8, 8};
-  LatticeOnDisk disk(dims, blocking, 1, TbPrimType::UINT8);
-  FileFaults faults;
-  int idx[3] = {0, 0, 0};
-  EXPECT_EQ(disk.lattice->updateBlock(idx, 0), 0);
-  EXPECT_EQ(faults.calls(FileFaults::READ) + faults.calls(FileFaults::WRITE), 0);
-}
-
 // A coarse border block whose neighbourhood below lies partly beyond the
 // lattice is stored whole, zeros where nothing was computed.
 TEST(LatticePyramid, BorderBlocksAreStoredWholeWithZerosBeyond) {
