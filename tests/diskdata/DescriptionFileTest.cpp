@@ -1,5 +1,5 @@
-// The description file: what is written, what the reader requires, and where
-// it finds the block files.
+// The description file: what the reader requires, the extra parameters that
+// travel with it, and the description of a read-only set.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
