@@ -118,19 +118,6 @@ class StoredSet {
   UxDiskData* data = nullptr;
 };
 
-template <class T>
-::testing::AssertionResult sameSamples(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want) {
-  if (got.nx != want.nx || got.ny != want.ny || got.nz != want.nz || got.nc != want.nc)
-    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x" << got.nc
-                                         << ", wanted " << want.nx << "x" << want.ny << "x" << want.nz << "x"
-                                         << want.nc;
-  for (size_t i = 0; i < want.values.size(); ++i)
-    if (!(got.values[i] == want.values[i]))
-      return ::testing::AssertionFailure() << "sample " << i / want.nc << " component " << i % want.nc << ": "
-                                           << +got.values[i] << ", wanted " << +want.values[i];
-  return ::testing::AssertionSuccess();
-}
-
 // The set holds `input`: type, shape, box, every sample at level 0 and the
 // 2x2x2 means at subsampling 2.
 template <class T>

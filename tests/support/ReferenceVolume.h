@@ -1,6 +1,9 @@
 #pragma once
 // A volume held whole in memory, with the straightforward reductions the stored
-// levels must match. Samples x fastest, then y, then z, nc components each.
+// levels must match and a comparison sample by sample. Samples x fastest, then
+// y, then z, nc components each.
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdint>
 #include <type_traits>
@@ -70,3 +73,17 @@ struct ReferenceVolume {
     return static_cast<T>(std::nearbyint(static_cast<double>(mean)));  // default rounding: ties to even
   }
 };
+
+// Same shape and the same value in every component of every sample.
+template <class T>
+::testing::AssertionResult sameSamples(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want) {
+  if (got.nx != want.nx || got.ny != want.ny || got.nz != want.nz || got.nc != want.nc)
+    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x" << got.nc
+                                         << ", wanted " << want.nx << "x" << want.ny << "x" << want.nz << "x"
+                                         << want.nc;
+  for (size_t i = 0; i < want.values.size(); ++i)
+    if (!(got.values[i] == want.values[i]))
+      return ::testing::AssertionFailure() << "sample " << i / want.nc << " component " << i % want.nc << ": "
+                                           << +got.values[i] << ", wanted " << +want.values[i];
+  return ::testing::AssertionSuccess();
+}
