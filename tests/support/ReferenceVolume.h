@@ -15,11 +15,14 @@
 template <class T>
 TbPrimType primTypeOf() {
   if constexpr (std::is_same_v<T, uint8_t>) return TbPrimType::UINT8;
-  if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
-  if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
-  if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
-  if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
-  return TbPrimType::DOUBLE;
+  else if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
+  else if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
+  else if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
+  else if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
+  else {
+    static_assert(std::is_same_v<T, double>, "not an element type of the host");
+    return TbPrimType::DOUBLE;
+  }
 }
 
 template <class T>
