@@ -39,22 +39,6 @@ class LevelContents : public ::testing::Test {};
 using ElementTypes = ::testing::Types<uint8_t, int16_t, uint16_t, int32_t, float, double>;
 TYPED_TEST_SUITE(LevelContents, ElementTypes);
 
-template <class T>
-TbPrimType primTypeOf();
-template <> TbPrimType primTypeOf<uint8_t>() { return TbPrimType::UINT8; }
-template <> TbPrimType primTypeOf<int16_t>() { return TbPrimType::INT16; }
-template <> TbPrimType primTypeOf<uint16_t>() { return TbPrimType::UINT16; }
-template <> TbPrimType primTypeOf<int32_t>() { return TbPrimType::INT32; }
-template <> TbPrimType primTypeOf<float>() { return TbPrimType::FLOAT; }
-template <> TbPrimType primTypeOf<double>() { return TbPrimType::DOUBLE; }
-
-template <class T>
-void expectSameVolume(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want, const char* what) {
-  ASSERT_EQ(got.values.size(), want.values.size()) << what;
-  for (size_t i = 0; i < want.values.size(); ++i)
-    ASSERT_EQ(got.values[i], want.values[i]) << what << " at sample " << i / want.nc;
-}
-
 // Signed types get negative values too, so rounding of negative means is covered.
 template <class T>
 ReferenceVolume<T> testVolume(int x, int y, int z, int nc) {
@@ -78,25 +62,25 @@ TYPED_TEST(LevelContents, EveryLevelMatchesTheReferenceReduction) {
   const int origin[3] = {0, 0, 0};
   const int full[3] = {45, 23, 19};
   const int zero[3] = {0, 0, 0};
-  expectSameVolume(disk.read<T>(origin, full, zero), volume, "level 0");
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, full, zero), volume)) << "level 0";
 
   auto level1 = volume.reduced(2, 2, 2);
   auto level2 = level1.reduced(2, 2, 2);
   auto level3 = level2.reduced(2, 2, 2);  // beyond the stored levels: reduced from level 2 in memory
   const int ones[3] = {1, 1, 1}, twos[3] = {2, 2, 2}, threes[3] = {3, 3, 3};
   const int size1[3] = {23, 12, 10}, size2[3] = {12, 6, 5}, size3[3] = {6, 3, 3};
-  expectSameVolume(disk.read<T>(origin, size1, ones), level1, "level 1");
-  expectSameVolume(disk.read<T>(origin, size2, twos), level2, "level 2");
-  expectSameVolume(disk.read<T>(origin, size3, threes), level3, "level 3");
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, size1, ones), level1)) << "level 1";
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, size2, twos), level2)) << "level 2";
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, size3, threes), level3)) << "level 3";
 
   // Per-axis subsampling: base level 1, then (2,1,1) in memory.
   const int mixed[3] = {2, 1, 1};
   const int sizeMixed[3] = {12, 12, 10};
-  expectSameVolume(disk.read<T>(origin, sizeMixed, mixed), level1.reduced(2, 1, 1), "levels 2,1,1");
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, sizeMixed, mixed), level1.reduced(2, 1, 1))) << "levels 2,1,1";
   // A level 0 axis makes level 0 the base: the reduction is done in one step.
   const int flat[3] = {2, 1, 0};
   const int sizeFlat[3] = {12, 12, 19};
-  expectSameVolume(disk.read<T>(origin, sizeFlat, flat), volume.reduced(4, 2, 1), "levels 2,1,0");
+  EXPECT_TRUE(sameSamples(disk.read<T>(origin, sizeFlat, flat), volume.reduced(4, 2, 1))) << "levels 2,1,0";
 }
 
 TEST(LatticeRead, AnInnerBoxLandsAtItsPlaceInTheBuffer) {
@@ -193,6 +177,17 @@ TEST(LatticeWrite, EmptyBoxAtTheOriginRewritesBlockZeroUnchanged) {
   EXPECT_EQ(faults.calls(FileFaults::WRITE), 2);  // the intent record (level 1 is flagged on disk), then the block
   int level1[3] = {0, 0, 0};
   EXPECT_FALSE(disk.lattice->blockManager->validFlag(disk.lattice->getBlockNo(level1, 1)));
+}
+
+TEST(LatticeWrite, ClearWritesEveryBlockOfEveryLevelOnce) {
+  const int dims[3] = {100, 100, 1};
+  const int blocking[3] = {64, 64, 64};
+  LatticeOnDisk disk(dims, blocking, 1, TbPrimType::UINT8);
+  FileFaults faults;
+  disk.lattice->clear();
+  ASSERT_EQ(faults.writes().size(), 1u);  // one run of blocks
+  EXPECT_EQ(faults.writes()[0].bytes, int64_t(disk.lattice->numBlocks) * disk.lattice->blockBytes());
+  for (int b = 0; b < disk.lattice->numBlocks; ++b) EXPECT_TRUE(disk.lattice->blockManager->validFlag(b));
 }
 
 TEST(LatticeFlags, WriteClearsCoarserFlagsInMemoryUntilTheNextRead) {

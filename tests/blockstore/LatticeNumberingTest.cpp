@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "blockstore/LatticeManager.h"
-#include "support/FileFaults.h"
-#include "support/LatticeOnDisk.h"
 
 namespace {
 
@@ -52,17 +50,6 @@ TEST(LatticeNumbering, GlobalNumbersRunLevelByLevelXFastest) {
   EXPECT_EQ(lattice.getBlockNo(last, 0), 511);
   EXPECT_EQ(lattice.getBlockNo(c, 4), 585);  // the reserved level numLevels
   EXPECT_EQ(lattice.getBlockNo(a, -1), 1);
-}
-
-TEST(LatticeNumbering, ClearWritesEveryBlockOfEveryLevelOnce) {
-  const int dims[3] = {100, 100, 1};
-  const int blocking[3] = {64, 64, 64};
-  LatticeOnDisk disk(dims, blocking, 1, TbPrimType::UINT8);
-  FileFaults faults;
-  disk.lattice->clear();
-  ASSERT_EQ(faults.writes().size(), 1u);  // one run of blocks
-  EXPECT_EQ(faults.writes()[0].bytes, int64_t(disk.lattice->numBlocks) * disk.lattice->blockBytes());
-  for (int b = 0; b < disk.lattice->numBlocks; ++b) EXPECT_TRUE(disk.lattice->blockManager->validFlag(b));
 }
 
 }  // namespace

@@ -13,7 +13,6 @@
 #include "host/dialogs/UxQuestionAnswerer.h"
 #include "host/formats/UxBrixConverter.h"
 #include "host/formats/UxFileFormat.h"
-#include "host/mesh/KorinMesh.h"
 #include "host/objects/UxObjectPool.h"
 #include "host/packages/UxResource.h"
 
@@ -64,16 +63,6 @@ class ConvertEnvironment : public ::testing::Environment {
 ::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new ConvertEnvironment);
 
 }  // namespace
-
-StoredSet::StoredSet(const std::string& description) {
-  KorinMesh* mesh = KorinMesh::read(description.c_str());
-  if (!mesh) return;
-  UxObjectPool* pool = UxObjectPool::getThePool();
-  const unsigned long before = pool->getAdditionCount();
-  if (UxDiskData::readKorinMesh(mesh, description.c_str()) && pool->getAdditionCount() != before)
-    data = dynamic_cast<UxDiskData*>(pool->getNewest());
-  delete mesh;
-}
 
 StoredSet::~StoredSet() {
   if (data) UxObjectPool::getThePool()->remove(data);

@@ -19,6 +19,7 @@
 #include "diskdata/UxDiskData.h"
 #include "host/base/TbPrimType.h"
 #include "support/ConsoleCapture.h"
+#include "support/DiskDataOpen.h"
 #include "support/ObjectCommandRunner.h"
 #include "support/ReferenceVolume.h"
 #include "support/TempDir.h"
@@ -27,15 +28,6 @@ namespace convert_test {
 
 using Lines = std::vector<std::string>;
 using Words = std::vector<std::string>;
-
-template <class T>
-TbPrimType primTypeOf();
-template <> inline TbPrimType primTypeOf<uint8_t>() { return TbPrimType::UINT8; }
-template <> inline TbPrimType primTypeOf<int16_t>() { return TbPrimType::INT16; }
-template <> inline TbPrimType primTypeOf<uint16_t>() { return TbPrimType::UINT16; }
-template <> inline TbPrimType primTypeOf<int32_t>() { return TbPrimType::INT32; }
-template <> inline TbPrimType primTypeOf<float>() { return TbPrimType::FLOAT; }
-template <> inline TbPrimType primTypeOf<double>() { return TbPrimType::DOUBLE; }
 
 // A test volume whose values use the type: negative values for signed types,
 // fractions for floating point, values beyond one byte for wide types (so a
@@ -101,7 +93,7 @@ inline Words rawWords(int x, int y, int z, const char* ptype, int nDataVar, int 
 // reads it; it leaves the object pool with this object.
 class StoredSet {
  public:
-  explicit StoredSet(const std::string& description);
+  explicit StoredSet(const std::string& description) : data(openDiskData(description)) {}
   explicit StoredSet(UxDiskData* inPool) : data(inPool) {}  // one the host already pooled
   ~StoredSet();
   StoredSet(const StoredSet&) = delete;
@@ -125,19 +117,6 @@ class StoredSet {
 
   UxDiskData* data = nullptr;
 };
-
-template <class T>
-::testing::AssertionResult sameSamples(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want) {
-  if (got.nx != want.nx || got.ny != want.ny || got.nz != want.nz || got.nc != want.nc)
-    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x" << got.nc
-                                         << ", wanted " << want.nx << "x" << want.ny << "x" << want.nz << "x"
-                                         << want.nc;
-  for (size_t i = 0; i < want.values.size(); ++i)
-    if (!(got.values[i] == want.values[i]))
-      return ::testing::AssertionFailure() << "sample " << i / want.nc << " component " << i % want.nc << ": "
-                                           << +got.values[i] << ", wanted " << +want.values[i];
-  return ::testing::AssertionSuccess();
-}
 
 // The set holds `input`: type, shape, box, every sample at level 0 and the
 // 2x2x2 means at subsampling 2.

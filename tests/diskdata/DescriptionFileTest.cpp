@@ -1,5 +1,5 @@
-// The description file: what is written, what the reader requires, and where
-// it finds the block files.
+// The description file: what the reader requires, the extra parameters that
+// travel with it, and the description of a read-only set.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -33,25 +33,6 @@ UxDiskData* open(const std::string& path) {
   const unsigned long before = pool->getAdditionCount();
   if (!UxDiskData::readKorinMesh(mesh.get(), path.c_str())) return nullptr;
   return pool->getAdditionCount() == before ? nullptr : static_cast<UxDiskData*>(pool->getNewest());
-}
-
-TEST(DescriptionFile, HoldsTheShapeAndNoDataFilePathBesideItsBlocks) {
-  TempDir dir;
-  makeSet(dir.file("head.km"));
-  auto mesh = readMesh(dir.file("head.km"));
-  ASSERT_TRUE(mesh);
-  EXPECT_EQ(mesh->dataSection.size(), 0);
-  const char* text = nullptr;
-  ASSERT_TRUE(mesh->findString("ContentType", text));
-  EXPECT_STREQ(text, "UxDiskData");
-  EXPECT_FALSE(mesh->findString("DataFilePath", text));
-  int ints[9];
-  float box[6];
-  ASSERT_TRUE(mesh->findNum("Dims", 3, ints) && mesh->findNum("Blocking", 3, ints + 3) &&
-              mesh->findNum("nDataVar", 1, ints + 6) && mesh->findNum("primType", 1, ints + 7));
-  EXPECT_EQ(std::vector<int>(ints, ints + 8), (std::vector<int>{40, 20, 10, 32, 16, 4, 2, TbPrimType::INT16}));
-  ASSERT_TRUE(mesh->findReal("BoundingBox", 6, box));
-  EXPECT_EQ(std::vector<float>(box, box + 6), std::vector<float>(kBox, kBox + 6));
 }
 
 TEST(DescriptionFile, RequiredParametersAndTheirMessages) {

@@ -11,7 +11,6 @@
 #include "host/types/TbTypeInfo.h"
 #include "host/objects/UxLatticeTypes.h"
 #include "support/ConsoleCapture.h"
-#include "support/FileFaults.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -59,30 +58,6 @@ TEST(UxDiskDataCreate, MakesADescribedWritableSet) {
   EXPECT_EQ(std::vector<int>(blocking, blocking + 3), (std::vector<int>{32, 16, 4}));
 }
 
-TEST(UxDiskDataCreate, RefusalsCreateNoFile) {
-  TempDir dir;
-  ConsoleCapture console;
-  const int dims[3] = {8, 8, 8};
-  testing::internal::CaptureStdout();
-  EXPECT_FALSE(createSet(dir.file("zero.km"), dims, 0));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "UxDiskData::create ():nDataVar <= 0");
-  const int negative[3] = {8, -1, 8};
-  EXPECT_FALSE(createSet(dir.file("neg.km"), negative));
-  EXPECT_FALSE(fileExists(dir.file("zero.km-SUPR.dat")));
-  EXPECT_FALSE(fileExists(dir.file("neg.km")));
-}
-
-TEST(UxDiskDataCreate, AFailedFirstBitmapBecomesAFailedCreation) {
-  TempDir dir;
-  ConsoleCapture console;
-  const int dims[3] = {8, 8, 8};
-  FileFaults faults;
-  faults.failCall(FileFaults::WRITE, 1);  // files are sized without writing: this is the bitmap
-  EXPECT_FALSE(createSet(dir.file("t.km"), dims));
-  EXPECT_FALSE(fileExists(dir.file("t.km-SUPR.dat")));
-  EXPECT_FALSE(fileExists(dir.file("t.km-0000.dat")));
-}
-
 TEST(UxDiskDataCreate, AFailedDescriptionRemovesTheBlockFiles) {
   TempDir dir;
   ConsoleCapture console;
@@ -127,25 +102,6 @@ TEST(UxDiskDataRequests, SubsamplingRules) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "only 2^n subsampling allowed");
     EXPECT_EQ(untouched, std::vector<uint16_t>(read.size(), 7));
   }
-}
-
-TEST(UxDiskDataRequests, ChangedFlagsAreStoredWhenTheObjectGoes) {
-  TempDir dir;
-  const int dims[3] = {64, 32, 8};
-  const std::string name = dir.file("f.km");
-  std::string flagsBefore;
-  {
-    DiskData data = createSet(name, dims);
-    data->updateAllLevels();
-    flagsBefore = readWholeFile(name + "-SUPR.dat");
-    std::vector<uint16_t> box(64 * 32 * 8, 9);
-    const int origin[3] = {0, 0, 0}, ones[3] = {1, 1, 1};
-    auto write = boxRequest(box.data(), origin, dims, ones);
-    ASSERT_EQ(data->putBlock(&write), 1);
-  }
-  // The level-1 blocks above the write must not be taken for current after a reopen.
-  const std::string flagsAfter = readWholeFile(name + "-SUPR.dat");
-  EXPECT_NE(flagsAfter, flagsBefore);
 }
 
 TEST(UxDiskDataHook, RefusesOtherLatticesWithoutAsking) {

@@ -1,9 +1,29 @@
 #pragma once
 // A volume held whole in memory, with the straightforward reductions the stored
-// levels must match. Samples x fastest, then y, then z, nc components each.
+// levels must match and a comparison sample by sample. Samples x fastest, then
+// y, then z, nc components each.
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
+
+#include "host/base/TbPrimType.h"
+
+// The element type of samples of type T.
+template <class T>
+TbPrimType primTypeOf() {
+  if constexpr (std::is_same_v<T, uint8_t>) return TbPrimType::UINT8;
+  else if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
+  else if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
+  else if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
+  else if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
+  else {
+    static_assert(std::is_same_v<T, double>, "not an element type of the host");
+    return TbPrimType::DOUBLE;
+  }
+}
 
 template <class T>
 struct ReferenceVolume {
@@ -56,3 +76,17 @@ struct ReferenceVolume {
     return static_cast<T>(std::nearbyint(static_cast<double>(mean)));  // default rounding: ties to even
   }
 };
+
+// Same shape and the same value in every component of every sample.
+template <class T>
+::testing::AssertionResult sameSamples(const ReferenceVolume<T>& got, const ReferenceVolume<T>& want) {
+  if (got.nx != want.nx || got.ny != want.ny || got.nz != want.nz || got.nc != want.nc)
+    return ::testing::AssertionFailure() << "shape " << got.nx << "x" << got.ny << "x" << got.nz << "x" << got.nc
+                                         << ", wanted " << want.nx << "x" << want.ny << "x" << want.nz << "x"
+                                         << want.nc;
+  for (size_t i = 0; i < want.values.size(); ++i)
+    if (!(got.values[i] == want.values[i]))
+      return ::testing::AssertionFailure() << "sample " << i / want.nc << " component " << i % want.nc << ": "
+                                           << +got.values[i] << ", wanted " << +want.values[i];
+  return ::testing::AssertionSuccess();
+}

@@ -9,30 +9,6 @@
 
 namespace {
 
-// Package sources linked into this program may hold instances already, so
-// the counts are taken relative to what is there.
-TEST(TbAssertionHandlerInit, InstancesAreCountedAndKeepOneHandlerWhileAnyLives) {
-  const int before = TbAssertionHandlerInit::numInstances();
-  const TbAssertionHandlerInit::Handler earlier = TbAssertionHandlerInit::currentHandler();
-  TbAssertionHandlerInit::Handler host = nullptr;
-  {
-    TbAssertionHandlerInit first;
-    host = TbAssertionHandlerInit::currentHandler();
-    {
-      TbAssertionHandlerInit second;
-      EXPECT_EQ(TbAssertionHandlerInit::numInstances(), before + 2);
-      EXPECT_EQ(TbAssertionHandlerInit::currentHandler(), host);
-    }
-    EXPECT_EQ(TbAssertionHandlerInit::numInstances(), before + 1);
-    EXPECT_EQ(TbAssertionHandlerInit::currentHandler(), host) << "one instance still lives";
-  }
-  EXPECT_EQ(TbAssertionHandlerInit::numInstances(), before);
-  EXPECT_EQ(TbAssertionHandlerInit::currentHandler(), earlier);
-  if (before == 0) {
-    EXPECT_NE(host, earlier) << "the first instance installs the host's handler";
-  }
-}
-
 TEST(TbAssertionHandlerInitDeathTest, HostHandlerReportsOnTheConsoleAndAborts) {
   // The console goes to standard output; the death test watches standard
   // error, so the console's listener copies each message there.

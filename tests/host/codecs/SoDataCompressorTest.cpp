@@ -1,7 +1,5 @@
 #include "host/codecs/SoDataCompressor.h"
 
-#include <Inventor/SbName.h>
-#include <Inventor/lists/SoTypeList.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,28 +11,11 @@
 #include <vector>
 
 #include "host/codecs/SoDataCompressors.h"
-#include "host/codecs/SoLz4Compressor.h"
-#include "host/codecs/SoZlibCompressor.h"
-#include "host/codecs/SoZstdCompressor.h"
 
 namespace {
 
 using Bytes = std::vector<unsigned char>;
 using Codec = std::unique_ptr<SoDataCompressor>;
-
-// Exactly the way the converter module discovers the codecs.
-std::vector<std::string> listedNames() {
-  std::vector<std::string> names;
-  SoTypeList types;
-  SoType::getAllDerivedFrom(SoDataCompressor::getClassTypeId(), types);
-  for (int i = 0; i < types.getLength(); ++i) {
-    if (types[i] == SoDataCompressor::getClassTypeId()) continue;
-    Codec codec(static_cast<SoDataCompressor*>(types[i].createInstance()));
-    if (!codec) continue;
-    names.push_back(codec->getCompressorName().getString());
-  }
-  return names;
-}
 
 Codec codecOfClass(const char* className) {
   initDataCompressors();
@@ -86,33 +67,6 @@ bool decodes(const SoDataCompressor& codec, const Bytes& stream, size_t outBytes
 }
 
 const char* const classNames[] = {"SoZlibCompressor", "SoZstdCompressor", "SoLz4Compressor"};
-
-// However often initialised, each codec is listed once and made by its class
-// name; the base type is abstract.
-TEST(SoDataCompressorRegistry, EachCodecIsListedOnceAndMadeByItsClassName) {
-  initDataCompressors();
-  initDataCompressors();
-  SoDataCompressor::initClass();
-  SoZlibCompressor::initClass();
-  SoZstdCompressor::initClass();
-  SoLz4Compressor::initClass();
-  std::vector<std::string> names = listedNames();
-  std::sort(names.begin(), names.end());
-  EXPECT_EQ(names, (std::vector<std::string>{"lz4", "zlib", "zstd"}));
-  const SoType base = SoDataCompressor::getClassTypeId();
-  EXPECT_EQ(SoType::fromName(SbName("SoDataCompressor")), base);
-  EXPECT_FALSE(base.canCreateInstance());
-  const SoType types[] = {SoZlibCompressor::getClassTypeId(), SoZstdCompressor::getClassTypeId(),
-                          SoLz4Compressor::getClassTypeId()};
-  const char* const codecNames[] = {"zlib", "zstd", "lz4"};
-  for (int i = 0; i < 3; ++i) {
-    SCOPED_TRACE(classNames[i]);
-    Codec codec = codecOfClass(classNames[i]);
-    ASSERT_TRUE(codec);
-    EXPECT_EQ(codec->getTypeId(), types[i]);
-    EXPECT_STREQ(codec->getCompressorName().getString(), codecNames[i]);
-  }
-}
 
 TEST(SoDataCompressorRegistry, NoCodecReadsAnotherCodecsStream) {
   const Bytes data = volumeBlock(16);

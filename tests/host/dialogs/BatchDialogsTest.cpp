@@ -190,30 +190,4 @@ TEST_F(BatchDialogs, TheRawDataDialogTakesOptionsInAnyOrder) {
   EXPECT_EQ(console.lines.end()[-2], "raw data dialog: 1 file, 5000000000 bytes");
 }
 
-// The image dialog: each part optional, words in any order, defaults that
-// depend on the stack (the converter's tests run it on the dialog thread).
-
-TEST_F(BatchDialogs, TheImageDialogTakesBoxAndChannelOrTheirDefaults) {
-  const struct {
-    int channels;
-    Words answer;
-    std::string state, said;
-  } cases[] = {{3, {"-channel", "0", "-bbox", "1", "2", "3", "4", "5", "6"}, "box 1 2 3 4 5 6 channel 0",
-                "-bbox 1 2 3 4 5 6 -channel 0 (script)"},
-               {3, {"-channel", "4"}, "box 0 63 0 31 0 4 channel 4", "-bbox 0 63 0 31 0 4 -channel 4 (script, default box)"},
-               {3, {"-bbox", "0", "1", "0", "1", "0", "0.25"}, "box 0 1 0 1 0 0.25 channel 1",
-                "-bbox 0 1 0 1 0 0.25 -channel 1 (script, default channel)"},
-               {3, {}, "box 0 63 0 31 0 4 channel 1", "-bbox 0 63 0 31 0 4 -channel 1 (script, default box and channel)"},
-               {1, {}, "box 0 63 0 31 0 4 channel 2", "-bbox 0 63 0 31 0 4 -channel 2 (script, default box and channel)"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.said);
-    setImageDims(image, c.channels);
-    UxBatchAnswers::push(UxBatchAnswers::IMAGE, c.answer);
-    ASSERT_EQ(image.exec(), 1);
-    EXPECT_EQ(imageState(image), c.state);
-    EXPECT_EQ(console.lines.back(), "answer: " + c.said);
-  }
-  EXPECT_EQ(console.lines.end()[-2], "image dialog: stack of 64 x 32 x 5, 1 channel, first image /data/stack/s000.png");
-}
-
 }  // namespace

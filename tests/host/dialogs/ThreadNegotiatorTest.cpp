@@ -7,12 +7,7 @@
 #include <atomic>
 #include <functional>
 #include <cstdlib>
-#include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
-
-#include "support/ConsoleCapture.h"
 
 namespace {
 
@@ -24,8 +19,6 @@ struct Trace {
 };
 
 std::atomic<int> liveProbes{0};
-std::atomic<int> probesRunning{0};
-std::atomic<int> mostProbesRunning{0};
 
 class ProbeDialog : public QObject, public UxThreadedDialog {
  public:
@@ -38,14 +31,9 @@ class ProbeDialog : public QObject, public UxThreadedDialog {
     --liveProbes;
   }
   int exec() override {
-    const int running = ++probesRunning;
-    int most = mostProbesRunning;
-    while (running > most && !mostProbesRunning.compare_exchange_weak(most, running)) {
-    }
     trace->ranOn = std::this_thread::get_id();
     trace->ownedWhileRunning = thread() == QThread::currentThread();
     doubled = request * 2;
-    --probesRunning;
     return accept ? 1 : 0;
   }
 
@@ -82,16 +70,11 @@ int oneRound(int request, Trace& trace) {
   return doubled;
 }
 
-class ThreadNegotiatorTest : public ::testing::Test {
- protected:
-  ConsoleCapture console;
-};
-
 // Create, exec and delete run on one dialog thread, shared by every
 // negotiator and every caller; the caller sets the dialog up between, and
 // settings travel both ways, round after round. Objects forgotten by the
 // caller, or replaced by a second create, are deleted there too.
-TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
+TEST(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
   Trace trace, fromElsewhere, forgotten, replaced;
   ProbeNegotiator negotiator(&trace);
   ProbeDialog* probe = static_cast<ProbeDialog*>(negotiator.createForkedObject());
@@ -131,69 +114,6 @@ TEST_F(ThreadNegotiatorTest, EveryStepRunsOnTheOneDialogThread) {
     EXPECT_EQ(on, dialogThread);
   EXPECT_TRUE(trace.ownedWhileRunning) << "Qt's thread affinity did not follow the hand-over";
   EXPECT_EQ(liveProbes, 0);
-}
-
-// Four callers of a hundred rounds each are served one step at a time, and
-// leave nothing behind.
-TEST_F(ThreadNegotiatorTest, CallersOnSeveralThreadsAreServedOneStepAtATime) {
-  mostProbesRunning = 0;
-  std::vector<int> wrong(4, 0);
-  std::vector<std::thread> callers;
-  for (int c = 0; c < 4; ++c)
-    callers.emplace_back([c, &wrong] {
-      for (int round = 0; round < 100; ++round) {
-        Trace trace;
-        if (oneRound(1000 * c + round, trace) != 2 * (1000 * c + round)) ++wrong[c];
-      }
-    });
-  for (std::thread& caller : callers) caller.join();
-  EXPECT_EQ(wrong, std::vector<int>(4, 0));
-  EXPECT_EQ(mostProbesRunning, 1);
-  EXPECT_EQ(liveProbes, 0);
-  EXPECT_TRUE(console.lines.empty());
-}
-
-// A plain QObject, nothing, or a create step that throws: results, not crashes.
-TEST_F(ThreadNegotiatorTest, ObjectsThatCannotRunGiveResultsNotCrashes) {
-  GivenNegotiator plain([] { return new QObject; }), nothing([]() -> QObject* { return nullptr; }),
-      throwing([]() -> QObject* { throw std::runtime_error("no dialog today"); });
-  EXPECT_NE(plain.createForkedObject(), nullptr);
-  EXPECT_EQ(nothing.createForkedObject(), nullptr);
-  EXPECT_EQ(throwing.createForkedObject(), nullptr);
-  for (GivenNegotiator* negotiator : {&plain, &nothing}) {
-    negotiator->putData();
-    EXPECT_EQ(negotiator->exec(), 0);
-    negotiator->getData();
-    negotiator->deleteForkedObject();
-  }
-  EXPECT_EQ(console.lines, (std::vector<std::string>{"dialog thread: the dialog's create step failed",
-                                                     "dialog thread: a QObject is no dialog that can run"}));
-  EXPECT_EQ(nothing.createdOn(), ThreadNegotiator::dialogThreadId());
-  EXPECT_EQ(nothing.execOn(), std::thread::id()) << "nothing was there to run";
-  Trace trace;
-  EXPECT_EQ(oneRound(6, trace), 12) << "the dialog thread survives a failed step";
-}
-
-// A dialog whose exec opens a second dialog, as a dialog asking a question would.
-class NestingDialog : public QObject, public UxThreadedDialog {
- public:
-  int exec() override {
-    innerResult = oneRound(7, inner);
-    return 1;
-  }
-  Trace inner;
-  int innerResult = 0;
-};
-
-TEST_F(ThreadNegotiatorTest, ADialogMayOpenAnotherFromTheDialogThread) {
-  GivenNegotiator negotiator([] { return new NestingDialog; });
-  auto* outer = static_cast<NestingDialog*>(negotiator.createForkedObject());
-  ASSERT_EQ(negotiator.exec(), 1);
-  negotiator.getData();
-  EXPECT_EQ(outer->innerResult, 14);
-  EXPECT_EQ(outer->inner.ranOn, ThreadNegotiator::dialogThreadId());
-  EXPECT_EQ(outer->inner.destroyedOn, ThreadNegotiator::dialogThreadId());
-  negotiator.deleteForkedObject();
 }
 
 // Set by a per-thread object of the dialog thread as that thread ends.

@@ -84,20 +84,6 @@ TEST_F(PortFilenameTest, NamesSetByWordsAndTheirFormats) {
   EXPECT_STREQ(module.inputs.getFilename(2), "");
 }
 
-TEST_F(PortFilenameTest, SettingFromCodeReplacesTheListAndRecognisesAgain) {
-  module.inputs.setFilename(file("slice0.png").c_str(), nullptr);
-  ASSERT_EQ(module.inputs.getNum(), 1);
-  EXPECT_STREQ(module.inputs.getFormatLabel(0), "PNG");
-  module.inputs.setFilename(file("notes.txt").c_str(), "PNG");  // the hint does not overrule the file
-  EXPECT_EQ(module.inputs.getNumFormatLabels(), 0);
-  module.inputs.setFilename(nullptr, nullptr);
-  EXPECT_EQ(module.inputs.getNum(), 0);
-  EXPECT_FALSE(module.inputs.hasNewValue());
-  const char* two[] = {"a.raw", "b.raw"};
-  module.output.setFilenames(two, 2);
-  EXPECT_EQ(module.output.getNum(), 1) << "a single-name port keeps the first";
-}
-
 TEST_F(PortFilenameTest, BrowseTakesTheQueuedFileAnswerOrKeepsTheNamesWhenCancelled) {
   module.inputs.setFilename(file("volume.raw").c_str());
   UxBatchAnswers::push(UxBatchAnswers::FILE, {file("slice0.png"), file("slice1.png")});

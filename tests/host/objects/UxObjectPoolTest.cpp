@@ -105,29 +105,4 @@ TEST_F(PoolTest, RenamingKeepsNamesUniqueAndMayKeepTheOwnName) {
   EXPECT_EQ(pool->rename(&stranger, "x"), nullptr);
 }
 
-// registerData names by the given name, then the label, the file, the type;
-// it records the file as the load command unless one is set.
-TEST_F(PoolTest, RegisterDataNamesTheObjectAndRecordsHowToLoadIt) {
-  Probe* probes[] = {new Probe(nullptr, "label"), new Probe(nullptr, "label"), new Probe, new Probe, new Probe};
-  probes[4]->setLoadCmd("create Thing", 1);
-  const struct {
-    const char* file;
-    const char* given;
-    const char* name;
-    const char* loadCommand;
-  } cases[] = {{"/data/file.km", "given", "given", "/data/file.km"},
-               {"/data/file.km", nullptr, "label", "/data/file.km"},
-               {"/data/file.km", nullptr, "file.km", "/data/file.km"},
-               {nullptr, nullptr, "UxData", ""},
-               {"/data/other.km", nullptr, "other.km", "create Thing"}};
-  for (int i = 0; i < 5; ++i) {
-    UxData::registerData(probes[i], cases[i].file, cases[i].given);
-    EXPECT_STREQ(pool->nameOf(probes[i]), cases[i].name);
-    EXPECT_STREQ(probes[i]->getLoadCmd(), cases[i].loadCommand);
-    EXPECT_EQ(probes[i]->isLoadCmdScript(), i == 4 ? 1 : 0);
-  }
-  UxData::registerData(nullptr, "/data/file.km", nullptr);
-  EXPECT_EQ(pool->size(), 5);
-}
-
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +10,8 @@
 #include <string>
 #include <type_traits>
 #include <vector>
+
+#include "support/ReferenceVolume.h"
 
 namespace {
 
@@ -21,17 +22,6 @@ struct Shape {
 struct Factors {
   int fx, fy, fz;
 };
-
-template <typename T>
-constexpr int typeCodeOf() {
-  if constexpr (std::is_same_v<T, uint8_t>) return TbPrimType::UINT8;
-  if constexpr (std::is_same_v<T, int16_t>) return TbPrimType::INT16;
-  if constexpr (std::is_same_v<T, int32_t>) return TbPrimType::INT32;
-  if constexpr (std::is_same_v<T, float>) return TbPrimType::FLOAT;
-  if constexpr (std::is_same_v<T, double>) return TbPrimType::DOUBLE;
-  if constexpr (std::is_same_v<T, uint16_t>) return TbPrimType::UINT16;
-  return -1;
-}
 
 unsigned long outputElements(Shape s, Factors f, int components) {
   return (s.nx / f.fx) * (s.ny / f.fy) * (s.nz / f.fz) * components;
@@ -104,7 +94,7 @@ bool onlyGuardBytesFrom(const std::vector<T>& buffer, unsigned long firstElement
 
 template <typename T>
 int reduce(T* destination, std::vector<T>& in, Shape s, Factors f, int components) {
-  return TbRawData::downSample3DN(destination, TbTypedPointer(in.data(), typeCodeOf<T>()), s.nx, s.ny,
+  return TbRawData::downSample3DN(destination, TbTypedPointer(in.data(), primTypeOf<T>()), s.nx, s.ny,
                                   s.nz, f.fx, f.fy, f.fz, components, nullptr);
 }
 
@@ -278,85 +268,6 @@ TEST(DownSampleFloatingPoint, MeansAreNotRoundedToIntegers) {
   EXPECT_DOUBLE_EQ(-0.125, meanOfBlock<double>({-1, 0, 0, 0, 0, 0, 0, 0}, kHalving));
   EXPECT_FLOAT_EQ(2.0f / 3, meanOfBlock<float>({0, 1, 1}, {1, 3, 1}));
   EXPECT_DOUBLE_EQ(0.1, meanOfBlock<double>({0.1, 0.1}, {2, 1, 1}));
-}
-
-// ---- what is refused, and what produces nothing ----
-
-// Reduces a 4x4x4 volume as described into a guarded buffer: the result, and
-// whether the destination was left untouched.
-std::pair<int, bool> reduceAs(int type, Factors f, int components, bool nullDestination, bool nullSource) {
-  std::vector<double> source(64 * 8, 1.0);  // big enough for any type and factor
-  std::vector<uint8_t> destination = guardedBuffer<uint8_t>(64 * 8);
-  const int result =
-      TbRawData::downSample3DN(nullDestination ? nullptr : destination.data(),
-                               TbTypedPointer(nullSource ? nullptr : source.data(), type), 4, 4, 4, f.fx, f.fy, f.fz,
-                               components, nullptr);
-  return {result, onlyGuardBytesFrom(destination, 0)};
-}
-
-TEST(DownSampleRefusal, InvalidRequestsReturnZeroAndWriteNothing) {
-  const struct {
-    int type;
-    Factors factors;
-    int components;
-    bool nullDestination, nullSource;
-    int result;
-    bool untouched;
-  } cases[] = {{5, kHalving, 1, false, false, 0, true},      {8, kHalving, 1, false, false, 0, true},
-               {-1, kHalving, 1, false, false, 0, true},     {0, {0, 2, 2}, 1, false, false, 0, true},
-               {0, {2, 0, 2}, 1, false, false, 0, true},     {0, {2, 2, 0}, 1, false, false, 0, true},
-               {0, kHalving, 0, false, false, 0, true},      {0, kHalving, 1, true, false, 0, true},
-               {0, kHalving, 1, false, true, 0, true},
-               {0, {5, 1, 1}, 1, false, false, 1, true}};  // factors larger than the volume: nothing to write
-  for (const auto& c : cases) {
-    SCOPED_TRACE(describe({4, 4, 4}, c.factors, c.components) + " type " + std::to_string(c.type) +
-                 (c.nullDestination ? " no destination" : "") + (c.nullSource ? " no source" : ""));
-    EXPECT_EQ(reduceAs(c.type, c.factors, c.components, c.nullDestination, c.nullSource),
-              std::make_pair(c.result, c.untouched));
-  }
-}
-
-// ---- byte swapping ----
-
-template <typename T>
-std::vector<unsigned char> bytesOf(const std::vector<T>& values) {
-  std::vector<unsigned char> bytes(values.size() * sizeof(T));
-  std::memcpy(bytes.data(), values.data(), bytes.size());
-  return bytes;
-}
-
-std::vector<unsigned char> eachWordReversed(std::vector<unsigned char> bytes, size_t wordSize) {
-  for (size_t i = 0; i + wordSize <= bytes.size(); i += wordSize) {
-    std::reverse(bytes.begin() + i, bytes.begin() + i + wordSize);
-  }
-  return bytes;
-}
-
-template <typename T>
-class SwapTypedBytes : public ::testing::Test {};
-TYPED_TEST_SUITE(SwapTypedBytes, ElementTypes);
-
-// Each element is reversed where it lies, aligned to its size or not (header
-// fields read straight out of a file need not be); twice restores it; an
-// unknown type is left alone.
-TYPED_TEST(SwapTypedBytes, SwapReversesEachElementAndTwiceRestoresIt) {
-  std::mt19937_64 rng(3);
-  const std::vector<TypeParam> original = randomValues<TypeParam>(33, rng);
-  const auto framed = [](std::vector<unsigned char> bytes) {  // one byte before, one after
-    bytes.insert(bytes.begin(), 0x5A);
-    bytes.push_back(0x5A);
-    return bytes;
-  };
-  std::vector<unsigned char> buffer = framed(bytesOf(original));
-  const std::vector<unsigned char> before = buffer;
-  const TbTypedPointer unaligned(buffer.data() + 1, typeCodeOf<TypeParam>());
-
-  TbRawData::swapBytes(unaligned, original.size());
-  EXPECT_EQ(buffer, framed(eachWordReversed(bytesOf(original), sizeof(TypeParam))));
-  TbRawData::swapBytes(unaligned, original.size());
-  EXPECT_EQ(buffer, before);
-  TbRawData::swapBytes(TbTypedPointer(buffer.data(), 5), 1);
-  EXPECT_EQ(buffer, before);
 }
 
 }  // namespace

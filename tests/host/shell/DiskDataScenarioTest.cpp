@@ -28,13 +28,14 @@ TEST(DiskDataScenario, HookCreatesWritesReopensAndReadsCoarse) {
       "$d writeBox " + dir.file("ramp.raw") + " 0 0 0 64 48 20\n"
       "remove $d\n"
       "set e [load " + dir.file("ramp.km") + "]\n"
-      "puts \"$e [$e getBoundingBox] [$e getFormatName]\"\n"
+      "puts \"$e [$e getBoundingBox] [$e getFormatName] [$e getLoadCmd]\"\n"
       "$e readBox " + dir.file("full.raw") + " 0 0 0 64 48 20\n"
       "$e readBox " + dir.file("half.raw") + " 0 0 0 32 24 10 2 2 2\n"
       "$e readBox " + dir.file("eighth.raw") + " 0 0 0 8 6 2 8 8 8\n");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "file dialog \"Create Large Disk Data\" (save)\nanswer: " + dir.file("ramp.km") +
-                        " (script)\nramp.km 64 48 20 int16 1\nramp.km 0 63 0 47 0 19 Korin DiskData\n");
+                        " (script)\nramp.km 64 48 20 int16 1\nramp.km 0 63 0 47 0 19 Korin DiskData load " +
+                        dir.file("ramp.km") + "\n");
   EXPECT_EQ(readWholeFile(dir.file("full.raw")), readWholeFile(dir.file("ramp.raw")));
   // At subsampling 2, sample (1, 1, 1) is the mean of x, y and z 2..3: 2.5 + 5 + 7.5 - 100.
   int16_t mean = 0;
@@ -55,12 +56,14 @@ TEST(DiskDataScenario, CreateDiskDataCommandAndItsRefusals) {
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1 7} r]<$r>\n"
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 1} r]<$r>\n"
       "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 4 4 0 uint8} r]<$r>\n"
+      "puts [catch {$d createDiskData " + dir.file("x.km") + " " + dir.file("x") + " 4 -1 4 1 uint8} r]<$r>\n"
       "puts [catch {$d frobnicate} r]\n");
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_NE(run.out.find("second.km\nuint16\nthird.km\nuint16\n1<>\n1<wrong # args for \"createDiskData\">\n"),
             std::string::npos)
       << run.out;
   EXPECT_NE(run.out.find("UxDiskData::create ():nDataVar <= 0"), std::string::npos);
+  EXPECT_NE(run.out.find("Error: can't create disk data of 4 x -1 x 4 samples of type 0\n1<>"), std::string::npos);
   EXPECT_TRUE(fileExists(dir.file("blocks-0000.dat")));
   EXPECT_FALSE(fileExists(dir.file("x.km")));
 }
