@@ -1,6 +1,7 @@
 # The main job: converts a generated raw volume into a disk-data set with the
 # converter module, reopens it, reads it at subsamplings 1, 2, 4 and 8 and
-# writes a preview of its middle slice at each.
+# writes a preview of its middle slice at each; then the same volume as a
+# compressed lda store, read back at subsampling 2.
 #   korin scripts/main.tcl FOLDER RAWFILE X Y Z
 lassign $argv folder raw nx ny nz
 file mkdir $folder
@@ -34,3 +35,17 @@ foreach s {1 2 4 8} {
       $s $sx $sy $sz $took [stats $box] $folder/slice-sub$s.png]
   file delete $box
 }
+
+# The same volume as a compressed lda store (OME-Zarr, as zarr-python and
+# napari read it), then read back through the host at subsampling 2.
+$converter forceKorin311Format 0
+if {[$converter convertToDiskData -format "Raw Data" -lda $folder/phantom -compressor zstd \
+        -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
+        -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw] != 1} {exit 1}
+set bytes 0
+foreach chunk [glob -nocomplain -directory $folder/phantom.lda -type f */* */*/* */*/*/*] { incr bytes [file size $chunk] }
+set store [load $folder/phantom.lda]
+$store readBox $folder/lda-sub2.raw 0 0 0 [expr {$nx / 2}] [expr {$ny / 2}] [expr {$nz / 2}] 2 2 2
+puts [format "lda store %s: %d bytes of chunks (%.1f%% of the input), read at subsampling 2: %s" \
+    $folder/phantom.lda $bytes [expr {100.0 * $bytes / [file size $raw]}] [stats $folder/lda-sub2.raw]]
+file delete $folder/lda-sub2.raw
