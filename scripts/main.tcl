@@ -8,6 +8,8 @@ file mkdir $folder
 
 set converter [create UxConvertToDiskData]
 $converter forceKorin311Format 1
+# A second run replaces what the first made, without asking.
+answer warning "Yes to All"
 if {[$converter convertToDiskData -format "Raw Data" -lda $folder/phantom \
         -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
         -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw] != 1} {exit 1}
@@ -39,6 +41,7 @@ foreach s {1 2 4 8} {
 # The same volume as a compressed lda store (OME-Zarr, as zarr-python and
 # napari read it), then read back through the host at subsampling 2.
 $converter forceKorin311Format 0
+answer warning "Yes to All"
 if {[$converter convertToDiskData -format "Raw Data" -lda $folder/phantom -compressor zstd \
         -dims $nx $ny $nz -ptype uint16 -ndatavar 1 -header 0 -endianess little \
         -bbox 0 [expr {$nx - 1}] 0 [expr {$ny - 1}] 0 [expr {$nz - 1}] $raw] != 1} {exit 1}
