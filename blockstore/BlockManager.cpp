@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 #include "host/base/TbAssertionHandlerInit.h"
 #include "host/base/TbString.h"
 #include "host/console/UxMessage.h"
@@ -20,7 +20,7 @@ const int kMaxFiles = 10000;                 // four characters number the files
 const char kValidsMagic[8] = {'B', 'L', 'C', 'K', '0', '0', '0', '1'};
 const char kNumberMark[] = "####";
 
-BlockFileIO& io() { return BlockFileIO::current(); }
+TbFileIO& io() { return TbFileIO::current(); }
 }  // namespace
 
 int arch_little_endian() {

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 #include "host/base/TbAssertionHandlerInit.h"
 
 namespace {
@@ -16,7 +16,7 @@ const int kEntryBytes = 24;
 // A record this long was not written by a store; it is not worth reading.
 const int64_t kLongestRecord = 64 << 20;
 
-BlockFileIO& io() { return BlockFileIO::current(); }
+TbFileIO& io() { return TbFileIO::current(); }
 
 void encode(const IntentEntry& entry, unsigned char* out) {
   const int32_t values[6] = {entry.first[0], entry.last[0], entry.first[1],
@@ -78,7 +78,7 @@ int IntentRecord::append(const IntentEntry& entry) {
   // survive a crash as well as its bytes.
   onDisk = true;
   if (!writeDurably(path, O_WRONLY | O_CREAT | O_TRUNC, bytes, sizeof bytes, 0)) return 0;
-  if (io().syncDir(path.c_str()) != 0) return 0;
+  if (io().syncFolder(TbFileIO::folderOf(path).c_str()) != 0) return 0;
   length = sizeof bytes;
   return 1;
 }

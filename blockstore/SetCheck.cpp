@@ -1,6 +1,6 @@
 #include "blockstore/SetCheck.h"
 
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 #include "blockstore/LatticeManager.h"
 #include "host/base/TbAssertionHandlerInit.h"
 
@@ -9,7 +9,7 @@ TbAssertionHandlerInit assertionHandler;
 
 SetCheck::File fileOf(BlockManager& blocks, int n) {
   const std::string name = blocks.nameOf(n);
-  return {name, blocks.fileBytes(n), BlockFileIO::current().size(name.c_str())};
+  return {name, blocks.fileBytes(n), TbFileIO::current().size(name.c_str())};
 }
 }  // namespace
 

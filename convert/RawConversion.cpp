@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 #include "convert/InputList.h"
 #include "convert/SliceChunkWriter.h"
 #include "convert/UxConvertToDiskData.h"
@@ -17,7 +17,7 @@
 namespace {
 TbAssertionHandlerInit assertionHandler;
 
-BlockFileIO& io() { return BlockFileIO::current(); }
+TbFileIO& io() { return TbFileIO::current(); }
 
 // The input side of one raw conversion: one file holding every slice, or one
 // file per slice.

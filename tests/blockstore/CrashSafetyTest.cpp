@@ -70,7 +70,7 @@ TEST(CrashSafety, NoStaleCoarseBlockAfterACrashAtAnySyncOrWrite) {
       for (int n = 1; n <= total[op] + 1; ++n) {  // the last: a crash once everything ran
         withStoredLevels(disk);
         {
-          FileFaults faults;
+          FileFaults faults(TbFileIO::folderOf(disk.setName()));
           faults.crashAt(op, n, loss);
           rewriteAndUpdate(*disk.lattice);
           faults.crashNow(loss);

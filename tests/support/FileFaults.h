@@ -1,28 +1,38 @@
 #pragma once
-// Counts the block store's file calls through the BlockFileIO seam, fails a
-// chosen one, or models a crash. Installed for the lifetime of the object; the
-// table that was in use comes back when it goes away. One instance at a time.
+// Counts the file calls made through the TbFileIO seam, fails a chosen one, or
+// models a crash. Installed for the lifetime of the object; the table that was
+// in use comes back when it goes away. One instance at a time; calls may come
+// from several threads.
 //
-// The crash model keeps, for every file, each write since the file's last sync
-// with what it replaced. A crash loses some of those writes (all, none as after
-// kill -9, or every other one in either phase, as power loss may), removes files
-// created since their folder was last synced unless none is lost, and fails
-// every later call with EIO: the code under test carries on as a dead process
-// would not, touching nothing. Syncs are only recorded: tests do not wait for the disk.
+// The crash model needs the folder whose files it watches (`root`): what is
+// there when the object is made counts as durable. From then on it keeps,
+// apart from what the calls do to the real files, what a disk would hold
+// after a power cut: a file's bytes as of its last sync, a folder's names as
+// of its last folder sync. A crash puts the watched files back to that state
+// (LOSE_ALL), keeps everything as after kill -9 (LOSE_NONE), or keeps every
+// other write made since the last sync, in either phase (LOSE_EVEN,
+// LOSE_ODD), as power loss may; names created, renamed or removed since their
+// folder's last sync are undone in all but LOSE_NONE. Then every later call
+// fails with EIO: the code under test carries on as a dead process would not,
+// touching nothing. Syncs are only recorded: tests do not wait for the disk.
+// Files under the root that are written around the seam are left alone.
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 
 class FileFaults {
  public:
   // READ covers read, pread and preadv; WRITE pwrite and pwritev; SYNC the
-  // syncs of files and of folders.
-  enum Op { OPEN, READ, WRITE, SYNC, TRUNCATE, SIZE, UNLINK, SEEK, CLOSE, NUM_OPS };
+  // syncs of files and of folders; FOLDER mkdir, rmdir and list; RENAME
+  // rename and exchange; STAT stat and fstat.
+  enum Op { OPEN, READ, WRITE, SYNC, TRUNCATE, SIZE, UNLINK, SEEK, CLOSE, FOLDER, RENAME, STAT, NUM_OPS };
   enum Failure { IO_ERROR, NO_SPACE, SHORT_COUNT };
 
   FileFaults();
+  // Also models crashes of the files below root.
+  explicit FileFaults(const std::string& root);
   ~FileFaults();
   FileFaults(const FileFaults&) = delete;
   FileFaults& operator=(const FileFaults&) = delete;

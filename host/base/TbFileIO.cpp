@@ -1,19 +1,22 @@
-#include "blockstore/BlockFileIO.h"
+#include "host/base/TbFileIO.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <string>
-#include <vector>
-
-#include "host/base/TbAssertionHandlerInit.h"
+#include <cstdio>
+#include <cstring>
 
 namespace {
-TbAssertionHandlerInit assertionHandler;
 
-int posixOpen(const char* path, int flags, int mode) { return ::open(path, flags, mode); }
+int posixOpen(const char* path, int flags, int mode) {
+  for (;;) {
+    const int fd = ::open(path, flags | O_CLOEXEC, mode);
+    if (fd >= 0 || errno != EINTR) return fd;
+  }
+}
 
 int posixClose(int fd) { return ::close(fd); }
 
@@ -89,37 +92,98 @@ int64_t posixPwritev(int fd, const iovec* parts, int count, int64_t offset) {
   return vectored(parts, count, offset, [fd](const iovec* p, int c, int64_t at) { return ::pwritev64(fd, p, c, at); });
 }
 
-int posixSync(int fd) { return ::fdatasync(fd); }
+template <class Call>
+int retried(Call call) {
+  for (;;) {
+    const int result = call();
+    if (result == 0 || errno != EINTR) return result;
+  }
+}
 
-int posixTruncate(int fd, int64_t length) { return ::ftruncate64(fd, length); }
+int posixSync(int fd) { return retried([fd] { return ::fdatasync(fd); }); }
+
+int posixTruncate(int fd, int64_t length) { return retried([=] { return ::ftruncate64(fd, length); }); }
 
 int64_t posixSize(const char* path) {
   struct stat64 info;
   return ::stat64(path, &info) == 0 ? static_cast<int64_t>(info.st_size) : -1;
 }
 
-int posixSyncDir(const char* path) {
-  const std::string name(path);
-  const size_t slash = name.rfind('/');
-  const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : name.substr(0, slash);
-  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY);
+int posixSyncFolder(const char* folder) {
+  const int fd = posixOpen(folder, O_RDONLY | O_DIRECTORY, 0);
   if (fd < 0) return -1;
-  const int synced = ::fsync(fd);
+  const int synced = retried([fd] { return ::fsync(fd); });
+  const int error = errno;
   ::close(fd);
+  errno = error;
   return synced;
 }
 
-const BlockFileIO kPosix = {posixOpen,   posixClose,   posixUnlink, posixSeek,     posixRead,
-                            posixPread,  posixPwrite,  posixPreadv, posixPwritev,  posixSync,
-                            posixTruncate, posixSize,  posixSyncDir};
+int posixMkdir(const char* path, int mode) { return ::mkdir(path, static_cast<mode_t>(mode)); }
+
+int posixRmdir(const char* path) { return ::rmdir(path); }
+
+int posixRename(const char* from, const char* to) { return ::rename(from, to); }
+
+int posixExchange(const char* first, const char* second) {
+  return ::renameat2(AT_FDCWD, first, AT_FDCWD, second, RENAME_EXCHANGE);
+}
+
+void describe(const struct stat64& info, TbFileInfo* out) {
+  out->kind = S_ISREG(info.st_mode) ? TbFileInfo::REGULAR
+              : S_ISDIR(info.st_mode) ? TbFileInfo::FOLDER
+                                      : TbFileInfo::OTHER;
+  out->size = static_cast<int64_t>(info.st_size);
+}
+
+int posixStat(const char* path, TbFileInfo* out) {
+  struct stat64 info;
+  if (::lstat64(path, &info) != 0) return -1;
+  if (S_ISLNK(info.st_mode) && ::stat64(path, &info) != 0) return -1;
+  describe(info, out);
+  return 0;
+}
+
+int posixFstat(int fd, TbFileInfo* out) {
+  struct stat64 info;
+  if (::fstat64(fd, &info) != 0) return -1;
+  describe(info, out);
+  return 0;
+}
+
+int posixList(const char* folder, std::vector<std::string>* names) {
+  DIR* dir = ::opendir(folder);
+  if (!dir) return -1;
+  names->clear();
+  errno = 0;
+  while (const dirent* entry = ::readdir(dir)) {
+    if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+      names->push_back(entry->d_name);
+  }
+  const int error = errno;
+  ::closedir(dir);
+  errno = error;
+  return error ? -1 : 0;
+}
+
+const TbFileIO kPosix = {posixOpen,   posixClose,      posixUnlink, posixSeek,   posixRead,
+                         posixPread,  posixPwrite,     posixPreadv, posixPwritev, posixSync,
+                         posixTruncate, posixSize,     posixSyncFolder, posixMkdir, posixRmdir,
+                         posixRename, posixExchange,   posixStat,   posixFstat,  posixList};
 
 }  // namespace
 
-BlockFileIO& BlockFileIO::current() {
-  static BlockFileIO inUse = kPosix;
+TbFileIO& TbFileIO::current() {
+  static TbFileIO inUse = kPosix;
   return inUse;
 }
 
-void BlockFileIO::restoreDefaults() { current() = kPosix; }
+void TbFileIO::restoreDefaults() { current() = kPosix; }
 
-const BlockFileIO& BlockFileIO::posix() { return kPosix; }
+const TbFileIO& TbFileIO::posix() { return kPosix; }
+
+std::string TbFileIO::folderOf(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
