@@ -120,6 +120,8 @@ struct Conversion {
     } else {
       TbDArray<const char*> files;
       for (int i = 0; i < inputs.size(); ++i) files.append(inputs[i]);
+      // The converter checks the files against the whole description, components included.
+      if (raw.isRaw) UxBrixConverter::setRawComponents(m.rawNDataVar > 0 ? m.rawNDataVar : 1);
       result = UxBrixConverter::convertToLDA(files, outFile, m.rawBox, m.rawDims, m.rawPrimType, raw.littleEndian != 0,
                                              m.convertMethod, raw.headerBytes, raw.doubleToFloat, raw.isRaw,
                                              settings.tileSize, settings.borderSize, settings.samplingType,
@@ -206,7 +208,10 @@ int UxConvertToDiskData::convertToDiskData(int argc, char** argv) {
   } else {
     infoOnly = false;
   }
-  if (result == 0) result = conversion.diskData();
+  // Input that does not match its description would not fit disk data either:
+  // it fails here, instead of being converted as far as its bytes go.
+  if (result == UxBrixConverter::kInputRefused) result = 0;
+  else if (result == 0) result = conversion.diskData();
   reportResult(result);
   return result;
 }

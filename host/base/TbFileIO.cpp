@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -166,10 +167,18 @@ int posixList(const char* folder, std::vector<std::string>* names) {
   return error ? -1 : 0;
 }
 
+const void* posixMap(int fd, int64_t offset, int64_t length) {
+  void* data = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, offset);
+  return data == MAP_FAILED ? nullptr : data;
+}
+
+int posixUnmap(const void* data, int64_t length) { return ::munmap(const_cast<void*>(data), static_cast<size_t>(length)); }
+
 const TbFileIO kPosix = {posixOpen,   posixClose,      posixUnlink, posixSeek,   posixRead,
                          posixPread,  posixPwrite,     posixPreadv, posixPwritev, posixSync,
                          posixTruncate, posixSize,     posixSyncFolder, posixMkdir, posixRmdir,
-                         posixRename, posixExchange,   posixStat,   posixFstat,  posixList};
+                         posixRename, posixExchange,   posixStat,   posixFstat,  posixList,
+                         posixMap,    posixUnmap};
 
 }  // namespace
 

@@ -18,8 +18,10 @@
 // socket), following a link. rename replaces `to` as
 // rename(2) does; exchange swaps two existing names in one step, and answers
 // -1 with EINVAL or ENOSYS where the file system cannot. list gives the names
-// in a folder, "." and ".." left out. open, close, unlink, mkdir and rmdir
-// answer as POSIX does. Every call answers 0 (or a count) on success and -1
+// in a folder, "." and ".." left out. map makes `length` bytes of an open
+// file from `offset` (a multiple of the page size) readable in memory, read
+// ahead, or answers null; unmap lets them go. open, close, unlink, mkdir and
+// rmdir answer as POSIX does. Every call answers 0 (or a count) on success and -1
 // with errno set on failure. Nothing here prints.
 #include <sys/uio.h>
 
@@ -54,6 +56,8 @@ struct TbFileIO {
   int (*stat)(const char* path, TbFileInfo* info);
   int (*fstat)(int fd, TbFileInfo* info);
   int (*list)(const char* folder, std::vector<std::string>* names);
+  const void* (*map)(int fd, int64_t offset, int64_t length);
+  int (*unmap)(const void* data, int64_t length);
 
   // The table in use, process-wide.
   static TbFileIO& current();

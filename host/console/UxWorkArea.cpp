@@ -9,7 +9,6 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "host/console/UxMessage.h"
 
 namespace {
 
@@ -210,6 +209,11 @@ void UxWorkArea::clearBar() {
 
 void UxWorkArea::finish(const Task& task) {
   if (display == QUIET) return;
+  if (interrupted) {  // the work did not get done: no "done in" line, and no bar left behind
+    if (barShown) write("\r\033[K");
+    barShown = false;
+    return;
+  }
   const double spent = now() - task.started;
   if (spent < kSilentStart && !task.shown) return;
   const std::string line = task.text + ": done in " + durationText(spent, true);
@@ -226,7 +230,7 @@ int UxWorkArea::checkInterrupt(int announce) {
   }
   if (interrupted && announce && !announced) {
     announced = true;
-    UxMessage::getTheMsg()->printf("interrupted");
+    clearBar();  // the caller's "Interrupted" gets a line of its own
   }
   return interrupted ? 1 : 0;
 }
@@ -237,5 +241,6 @@ void UxWorkArea::installInterruptHandler() {
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   sigemptyset(&action.sa_mask);
+  action.sa_flags = SA_RESTART;  // calls in progress go on; the work notices at its next check
   sigaction(SIGINT, &action, nullptr);
 }

@@ -19,7 +19,11 @@
 // checkInterrupt turns non-zero after Ctrl-C while work is going on (a second
 // Ctrl-C, or one while idle, ends the process as usual) or after the number
 // of checks a test asked for; startWork and startBusy clear a stale
-// interrupt. Nothing here fails: an endWork without a task is ignored.
+// interrupt. The caller says "Interrupted" on the console, once: the work
+// area only takes its bar off the line, and a task ended after an interrupt
+// shows no "done in" line. Ctrl-C does not break off the calls the process
+// is making (they restart). Nothing here fails: an endWork without a task is
+// ignored.
 #include <functional>
 #include <string>
 #include <vector>
@@ -46,7 +50,7 @@ class UxWorkArea : public TbProgressInterface {
   // A task without a measure of progress until it is given one.
   void startBusy(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void stopWork();
-  // Non-zero once interrupted; with announce set, says so on the console once.
+  // Non-zero once interrupted; with announce set, clears the bar for the caller's message.
   int checkInterrupt(int announce = 0);
   int numTasks() const { return static_cast<int>(tasks.size()); }
 

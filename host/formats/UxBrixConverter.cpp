@@ -24,3 +24,5 @@ int UxBrixConverter::convertToLDA(const TbDArray<const char*>& files, const TbFi
 void UxBrixConverter::setImplementation(Implementation implementation) {
   current() = implementation ? implementation : convertToLdaStore;
 }
+
+void UxBrixConverter::setRawComponents(int nDataVar) { setLdaRawComponents(nDataVar); }

@@ -1,12 +1,12 @@
 #include "host/lda/LdaChunkWorkers.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 
+#include "host/base/TbFileIO.h"
 #include "host/codecs/SoDataCompressor.h"
 
 namespace {
@@ -17,21 +17,18 @@ bool allZero(const std::vector<unsigned char>& bytes) {
          (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
 }
 
-// 0 when every byte reached the file, else the errno that stopped it.
-int writeFile(const std::string& path, const unsigned char* data, size_t bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) return errno;
+// 0 when every byte reached the file and was synced, else the errno that stopped it.
+int writeChunkFile(const std::string& path, const unsigned char* data, size_t bytes) {
+  TbFileIO& io = TbFileIO::current();
+  const int fd = io.open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  if (fd < 0) return errno ? errno : EIO;
+  errno = 0;
   int status = 0;
-  while (bytes > 0 && status == 0) {
-    const ssize_t written = ::write(fd, data, bytes);
-    if (written > 0) {
-      data += written;
-      bytes -= static_cast<size_t>(written);
-    } else if (written == 0 || errno != EINTR) {
-      status = written == 0 ? ENOSPC : errno;
-    }
-  }
-  if (::close(fd) != 0 && status == 0) status = errno;
+  if (io.pwrite(fd, data, static_cast<int64_t>(bytes), 0) != static_cast<int64_t>(bytes))
+    status = errno ? errno : ENOSPC;  // a write stopping short without a reason: the disk is full
+  else if (io.sync(fd) != 0)
+    status = errno ? errno : EIO;
+  if (io.close(fd) != 0 && status == 0) status = errno ? errno : EIO;
   return status;
 }
 
@@ -52,6 +49,21 @@ LdaChunkWorkers::~LdaChunkWorkers() {
   }
   queueChanged.notify_all();
   for (std::thread& thread : threads) thread.join();
+}
+
+void LdaChunkWorkers::abandon() {
+  std::unique_lock<std::mutex> lock(mutex);
+  if (!failed) firstError.clear();
+  failed = true;
+  queue.clear();
+  queueChanged.notify_all();
+  queueChanged.wait(lock, [this] { return busy == 0; });
+}
+
+size_t LdaChunkWorkers::bytesHeld(size_t chunkBytes, int threads, int maxQueued) {
+  // Queued and spare buffers circulate together; a thread holds its chunk
+  // and a compressed stream of about the same size.
+  return (static_cast<size_t>(maxQueued) + 3 * static_cast<size_t>(threads)) * chunkBytes;
 }
 
 LdaChunkWorkers::Bytes LdaChunkWorkers::takeBuffer(size_t bytes) {
@@ -125,6 +137,6 @@ void LdaChunkWorkers::store(const Job& job, Bytes& compressed) {
     data = compressed.data();
     bytes = compressed.size();
   }
-  const int status = writeFile(root + "/" + job.key, data, bytes);
+  const int status = writeChunkFile(root + "/" + job.key, data, bytes);
   if (status != 0) fail(job.key + ": " + std::strerror(status));
 }

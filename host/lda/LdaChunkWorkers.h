@@ -4,14 +4,18 @@
 //
 // submit hands over one chunk (its key below `root` and its bytes, already in
 // the store's byte order); it blocks while `maxQueued` chunks wait, so memory
-// stays bounded whatever the volume's size. A chunk that holds only zero
-// bytes is not written: a reader takes a missing chunk as the fill value 0.
-// The first failure (a codec refusing its input, a file that cannot be
-// created or written, a full disk) is kept; later chunks are dropped, submit
-// answers false from then on, and finish answers false after waiting for the
-// threads to go idle. error() then tells which file failed and why. Buffers
-// handed back by takeBuffer are recycled ones, so steady work allocates none.
-// The destructor waits for the threads; chunks still queued are dropped.
+// stays bounded whatever the volume's size. Each chunk is written through the
+// file seam and synced before it counts as written, so a store whose chunks
+// are all written survives a power cut once its folders are synced. A chunk
+// that holds only zero bytes is not written: a reader takes a missing chunk
+// as the fill value 0. The first failure (a codec refusing its input, a file
+// that cannot be created, written or synced, a full disk) is kept; later
+// chunks are dropped, submit answers false from then on, and finish answers
+// false after waiting for the threads to go idle. error() then tells which
+// file failed and why. abandon drops the chunks still queued and waits only
+// for those being written (one per thread), for a quick stop. Buffers handed
+// back by takeBuffer are recycled ones, so steady work allocates none. The
+// destructor abandons what is left.
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -35,7 +39,11 @@ class LdaChunkWorkers {
   Bytes takeBuffer(size_t bytes);
   bool submit(std::string key, Bytes bytes);
   bool finish();
+  void abandon();
   std::string error() const;
+  // Bytes the workers may hold at most: queued and spare chunks, one chunk
+  // and its compressed stream per thread.
+  static size_t bytesHeld(size_t chunkBytes, int threads, int maxQueued);
 
  private:
   struct Job {

@@ -6,17 +6,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host/console/UxMessage.h"
 #include "host/console/UxWorkArea.h"
-#include "host/lda/LdaChunkWorkers.h"
 #include "host/lda/LdaCodecs.h"
+#include "host/lda/LdaConversion.h"
 #include "host/lda/LdaImageSource.h"
-#include "host/lda/LdaLayout.h"
 #include "host/lda/LdaMetadata.h"
-#include "host/lda/LdaPyramidWriter.h"
 #include "host/lda/LdaRawSource.h"
 #include "host/lda/LdaReduction.h"
 #include "host/lda/LdaStoreFolder.h"
@@ -25,17 +22,8 @@ namespace {
 
 const int kMinTileSize = 8;
 const int kMaxTileSize = 512;
-// Chunks waiting for a worker, per worker, at the least.
-const int kQueuedPerWorker = 4;
 
-// Half a level-0 slab of chunks may wait: enough to keep the workers busy
-// while the next slab is read and reduced, and memory still bounded.
-int queueLength(const LdaLayout& layout, int threads) {
-  const LdaLevel& base = layout.levels[0];
-  const int components = layout.hasChannelAxis() ? layout.nDataVar : 1;
-  const int perSlab = base.chunkCount(0) * base.chunkCount(1) * components;
-  return std::max(threads * kQueuedPerWorker, perSlab / 2);
-}
+int pendingRawComponents = 1;
 
 UxMessage& console() { return *UxMessage::getTheMsg(); }
 
@@ -60,19 +48,29 @@ bool findCodec(const char* name, LdaCodec& codec) {
   if (!name || strcasecmp(name, "none") == 0) return true;
   codec = ldaCodecByName(name);
   if (codec) return true;
-  console().printf("Error: unknown compressor \"%s\": expected one of %s, or none", name,
-                   ldaCodecNames().c_str());
+  console().printf("Error: unknown compressor \"%s\": expected one of %s, or none", name, ldaCodecNames().c_str());
   return false;
 }
 
+struct InputDescription {
+  const TbVec3i& dims;
+  TbPrimType primType;
+  int nDataVar;
+  bool littleEndian;
+  int convertMethod;
+  int headerBytes;
+  bool doubleToFloat;
+  bool isRaw;
+};
+
 std::unique_ptr<LdaSlabSource> openSource(const std::vector<std::string>& files, const TbBox3f& box,
-                                          const TbVec3i& dims, const TbPrimType& primType,
-                                          bool littleEndian, int convertMethod, int headerBytes,
-                                          bool doubleToFloat, bool isRaw, float* sourceBox) {
+                                          const InputDescription& input, float* sourceBox, bool& mismatch) {
   std::copy(box.values, box.values + 6, sourceBox);
-  if (isRaw)
-    return LdaRawSource::open(files, dims.values, primType, littleEndian, headerBytes, doubleToFloat);
-  std::unique_ptr<LdaSlabSource> images = LdaImageSource::open(files, convertMethod);
+  mismatch = false;
+  if (input.isRaw)
+    return LdaRawSource::open(files, input.dims.values, input.nDataVar, input.primType, input.littleEndian,
+                              input.headerBytes, input.doubleToFloat, mismatch);
+  std::unique_ptr<LdaSlabSource> images = LdaImageSource::open(files, input.convertMethod);
   // A single file is described by nobody but itself: its samples span the box.
   if (images && files.size() == 1)
     for (int a = 0; a < 3; ++a) {
@@ -106,79 +104,48 @@ class ProgressTask {
   ProgressTask& operator=(const ProgressTask&) = delete;
 };
 
-enum Outcome { FAILED = 0, DONE = 1, CANCELLED = -1 };
-
-// Streams the source through the pyramid into the folder, a slab at a time.
-Outcome writeLevels(LdaSlabSource& source, LdaPyramidWriter& writer, int tileSize,
-                    std::string& why) {
-  if (!writer.allocate(!source.mapsSlices())) {
-    why = writer.error();
-    return FAILED;
-  }
-  UxWorkArea* work = UxWorkArea::getTheWorkArea();
-  const int depth = source.dims[2];
-  for (int z = 0; z < depth; z += tileSize) {
-    if (work->checkInterrupt(1)) return CANCELLED;
-    const int count = std::min(tileSize, depth - z);
-    const unsigned char* slab = nullptr;
-    if (source.mapsSlices())
-      slab = source.map(z, count);
-    else if (source.read(z, count, writer.level0Slab()))
-      slab = writer.level0Slab();
-    if (!slab) return FAILED;
-    if (!writer.addLevel0Slab(slab, count)) {
-      why = writer.error();
-      return FAILED;
-    }
-    work->setProgress(static_cast<float>(z + count) / static_cast<float>(depth));
-  }
-  if (!writer.finish()) {
-    why = writer.error();
-    return FAILED;
-  }
-  return DONE;
-}
-
-Outcome writeStore(LdaSlabSource& source, const LdaStoreSettings& settings, int tileSize,
-                   const std::string& folder, std::string& why) {
+LdaOutcome writeStore(LdaSlabSource& source, const LdaStoreSettings& settings, int tileSize, LdaStoreFolder& folder,
+                      std::string& why) {
   const LdaLayout layout(source.dims, source.nDataVar, source.primType, tileSize);
-  if (!writeLdaMetadata(folder, layout, settings, why)) return FAILED;
-  const int threads = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  LdaChunkWorkers workers(settings.codec, folder, threads, queueLength(layout, threads));
-  LdaPyramidWriter writer(layout, settings.sampling, workers, folder);
-  return writeLevels(source, writer, tileSize, why);
+  if (!writeLdaMetadata(folder, layout, settings, why)) return LDA_FAILED;
+  LdaConversion conversion(layout, settings, folder);
+  const LdaOutcome outcome = conversion.run(source, why);
+  if (outcome == LDA_CANCELLED) console().printf("Interrupted");
+  return outcome;
 }
 
 }  // namespace
 
-int convertToLdaStore(const TbDArray<const char*>& files, const TbFilename& output,
-                      const TbBox3f& box, const TbVec3i& dims, const TbPrimType& primType,
-                      bool littleEndian, int convertMethod, int headerBytes, bool doubleToFloat,
-                      bool isRaw, int tileSize, int borderSize, int samplingType,
-                      const char* compressor) {
+void setLdaRawComponents(int nDataVar) { pendingRawComponents = nDataVar; }
+
+int convertToLdaStore(const TbDArray<const char*>& files, const TbFilename& output, const TbBox3f& box,
+                      const TbVec3i& dims, const TbPrimType& primType, bool littleEndian, int convertMethod,
+                      int headerBytes, bool doubleToFloat, bool isRaw, int tileSize, int borderSize,
+                      int samplingType, const char* compressor) {
+  const InputDescription input{dims,          primType,    pendingRawComponents, littleEndian, convertMethod,
+                               headerBytes,   doubleToFloat, isRaw};
+  pendingRawComponents = 1;
   LdaCodec codec;
-  if (!checkSettings(tileSize, borderSize, samplingType) || !findCodec(compressor, codec))
-    return FAILED;
+  if (!checkSettings(tileSize, borderSize, samplingType) || !findCodec(compressor, codec)) return LDA_FAILED;
   std::vector<std::string> names;
   for (int i = 0; i < files.size(); ++i)
     if (files[i]) names.push_back(files[i]);
   LdaStoreSettings settings{storeName(output), {}, borderSize, samplingType, codec.get(), nullptr};
-  std::unique_ptr<LdaSlabSource> source =
-      openSource(names, box, dims, primType, littleEndian, convertMethod, headerBytes,
-                 doubleToFloat, isRaw, settings.box);
-  if (!source) return FAILED;
+  bool mismatch = false;
+  std::unique_ptr<LdaSlabSource> source = openSource(names, box, input, settings.box, mismatch);
+  if (!source) return mismatch ? LDA_REFUSED : LDA_FAILED;
   settings.source = source->describe();
-  if (!mayReplace(output)) return CANCELLED;
+  if (!mayReplace(output)) return LDA_CANCELLED;
 
   LdaStoreFolder folder(output.getString());
   std::string why;
-  Outcome outcome = FAILED;
+  LdaOutcome outcome = LDA_FAILED;
   if (folder.create(why)) {
     ProgressTask progress(output);
-    outcome = writeStore(*source, settings, tileSize, folder.path(), why);
-    if (outcome == DONE && !folder.commit(why)) outcome = FAILED;
+    outcome = writeStore(*source, settings, tileSize, folder, why);
+    if (outcome == LDA_DONE && !folder.commit(why)) outcome = LDA_FAILED;
   }
-  if (outcome == FAILED && !why.empty())
+  if (outcome == LDA_FAILED && !why.empty())
     console().printf("Error: writing %s failed: %s", output.getString(), why.c_str());
   return outcome;
 }

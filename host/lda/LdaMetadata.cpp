@@ -1,12 +1,11 @@
 #include "host/lda/LdaMetadata.h"
 
-#include <cerrno>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "host/base/TbFileContents.h"
 #include "host/lda/LdaCodecs.h"
 #include "host/lda/LdaReduction.h"
 #include "host/lda/LdaStoreFolder.h"
@@ -14,16 +13,6 @@
 using nlohmann::json;
 
 namespace {
-
-// 0 when written whole, else the errno that stopped it.
-int writeText(const std::string& path, const std::string& text) {
-  FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file) return errno;
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  const int writeError = written ? 0 : errno;
-  if (std::fclose(file) != 0 && written) return errno ? errno : EIO;
-  return written ? 0 : (writeError ? writeError : EIO);
-}
 
 float spacing(const LdaLayout& layout, const float* box, int axis) {
   const int n = layout.levels[0].dims[axis];
@@ -82,11 +71,12 @@ json arrayAttributes(const LdaLayout& layout, int level) {
           {"dimension_separator", "/"}};
 }
 
-bool store(const std::string& folder, const std::string& name, const json& content,
-           std::string& why) {
-  const int status = writeText(folder + "/" + name, content.dump(2) + "\n");
-  if (status != 0) why = name + ": " + std::strerror(status);
-  return status == 0;
+bool store(const LdaStoreFolder& folder, const std::string& name, const json& content, std::string& why) {
+  const std::string text = content.dump(2) + "\n";
+  std::string reason;
+  if (writeFileDurably(folder.path() + "/" + name, text.data(), text.size(), reason)) return true;
+  why = name + ": " + reason;
+  return false;
 }
 
 }  // namespace
@@ -100,8 +90,8 @@ json shortestNumber(float value) {
   return std::strtod(text, nullptr);
 }
 
-bool writeLdaMetadata(const std::string& folder, const LdaLayout& layout,
-                      const LdaStoreSettings& settings, std::string& why) {
+bool writeLdaMetadata(LdaStoreFolder& folder, const LdaLayout& layout, const LdaStoreSettings& settings,
+                      std::string& why) {
   json attributes = {{"multiscales", multiscales(layout, settings)},
                      {"uxdiskdata", projectAttributes(layout, settings)}};
   if (!store(folder, ".zgroup", {{"zarr_format", 2}}, why) ||
@@ -111,10 +101,9 @@ bool writeLdaMetadata(const std::string& folder, const LdaLayout& layout,
     const std::string key = std::to_string(level);
     json array = arrayAttributes(layout, level);
     array["compressor"] = zarrCompressorEntry(settings.codec);
-    if (!makeStoreSubfolder(folder, key, why) || !store(folder, key + "/.zarray", array, why))
-      return false;
+    if (!folder.makeFolder(key, why) || !store(folder, key + "/.zarray", array, why)) return false;
     for (int c = 0; layout.hasChannelAxis() && c < layout.nDataVar; ++c)
-      if (!makeStoreSubfolder(folder, key + "/" + std::to_string(c), why)) return false;
+      if (!folder.makeFolder(key + "/" + std::to_string(c), why)) return false;
   }
   return true;
 }

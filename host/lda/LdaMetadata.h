@@ -11,15 +11,16 @@
 // extent divided by n - 1 (the box spans the first to the last sample), 1 for
 // a single sample; floats are written in their shortest decimal form.
 //
-// writeLdaMetadata makes the level folders and writes every metadata file;
-// it answers false, with `why` naming the file and the reason, when one
-// cannot be written.
+// writeLdaMetadata makes the level folders and writes every metadata file
+// durably (synced) into the store folder; it answers false, with `why`
+// naming the file and the reason, when one cannot be written.
 #include <nlohmann/json.hpp>
 
 #include <string>
 
 #include "host/lda/LdaLayout.h"
 
+class LdaStoreFolder;
 class SoDataCompressor;
 
 struct LdaStoreSettings {
@@ -31,8 +32,8 @@ struct LdaStoreSettings {
   nlohmann::json source;
 };
 
-bool writeLdaMetadata(const std::string& folder, const LdaLayout& layout,
-                      const LdaStoreSettings& settings, std::string& why);
+bool writeLdaMetadata(LdaStoreFolder& folder, const LdaLayout& layout, const LdaStoreSettings& settings,
+                      std::string& why);
 
 // A float as JSON in its shortest decimal form: 0.1f gives 0.1, and a whole
 // number gives an integer (300, not 300.0).

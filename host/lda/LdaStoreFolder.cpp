@@ -1,68 +1,73 @@
 #include "host/lda/LdaStoreFolder.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <filesystem>
+#include <vector>
+
+#include "host/base/TbFileIO.h"
 
 namespace {
 
+TbFileIO& io() { return TbFileIO::current(); }
+
 bool exists(const std::string& path) {
-  struct stat info;
-  return ::lstat(path.c_str(), &info) == 0;
+  TbFileInfo info;
+  return io().stat(path.c_str(), &info) == 0;
 }
 
-std::string reason(const std::string& path) { return path + ": " + std::strerror(errno); }
+std::string reason(const std::string& path) { return path + ": " + std::strerror(errno ? errno : EIO); }
 
-// Puts `from` at `to`, where something already is, and removes the old one.
-bool exchange(const std::string& from, const std::string& to) {
-  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_EXCHANGE) == 0) {
-    removeStoreTree(from);
-    return true;
-  }
-  if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) return false;
-  // A file system without the exchange: two renames, the old one kept aside meanwhile.
-  const std::string aside = from + "-old";
-  if (::rename(to.c_str(), aside.c_str()) != 0) return false;
-  if (::rename(from.c_str(), to.c_str()) != 0) {
-    const int error = errno;
-    ::rename(aside.c_str(), to.c_str());
-    errno = error;
-    return false;
-  }
-  removeStoreTree(aside);
-  return true;
+std::string baseName(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
 }
+
+const char kWritingMark[] = ".writing-";
 
 }  // namespace
 
-bool makeStoreSubfolder(const std::string& root, const std::string& key, std::string& why) {
-  if (::mkdir((root + "/" + key).c_str(), 0755) == 0 || errno == EEXIST) return true;
-  why = key + ": " + std::strerror(errno);
-  return false;
-}
-
 bool removeStoreTree(const std::string& path) {
-  std::error_code ignored;
-  std::filesystem::remove_all(path, ignored);
-  return !exists(path);
+  TbFileInfo info;
+  if (io().stat(path.c_str(), &info) != 0) return errno == ENOENT;
+  if (info.kind != TbFileInfo::FOLDER) return io().unlink(path.c_str()) == 0;
+  std::vector<std::string> names;
+  if (io().list(path.c_str(), &names) == 0)
+    for (const std::string& name : names) removeStoreTree(path + "/" + name);
+  return io().rmdir(path.c_str()) == 0;
 }
 
 LdaStoreFolder::LdaStoreFolder(std::string outputPath)
     : output(std::move(outputPath)),
-      temporary(output + ".writing-" + std::to_string(static_cast<long>(::getpid()))) {}
+      temporary(output + kWritingMark + std::to_string(static_cast<long>(::getpid()))) {}
 
 LdaStoreFolder::~LdaStoreFolder() {
   if (created) removeStoreTree(temporary);
 }
 
+// Stores a run stopped by a crash or a kill left beside the output: their
+// names end in the process id of a process that is gone.
+void LdaStoreFolder::removeLeftovers() const {
+  const std::string prefix = baseName(output) + kWritingMark;
+  const std::string parent = TbFileIO::folderOf(output);
+  std::vector<std::string> names;
+  if (io().list(parent.c_str(), &names) != 0) return;
+  for (const std::string& name : names) {
+    if (name.compare(0, prefix.size(), prefix) != 0) continue;
+    char* end = nullptr;
+    const long pid = std::strtol(name.c_str() + prefix.size(), &end, 10);
+    if (pid > 0 && *end == '\0' && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH)
+      removeStoreTree(parent + "/" + name);
+  }
+}
+
 bool LdaStoreFolder::create(std::string& why) {
   removeStoreTree(temporary);  // left by an earlier run of a process with our id
-  if (::mkdir(temporary.c_str(), 0755) != 0) {
+  removeLeftovers();
+  if (io().mkdir(temporary.c_str(), 0755) != 0) {
     why = reason(temporary);
     return false;
   }
@@ -70,12 +75,61 @@ bool LdaStoreFolder::create(std::string& why) {
   return true;
 }
 
-bool LdaStoreFolder::commit(std::string& why) {
-  const bool replace = exists(output);
-  if (replace ? !exchange(temporary, output) : ::rename(temporary.c_str(), output.c_str()) != 0) {
-    why = reason(output);
+bool LdaStoreFolder::makeFolder(const std::string& key, std::string& why) {
+  if (folders.count(key)) return true;
+  if (io().mkdir((temporary + "/" + key).c_str(), 0755) != 0 && errno != EEXIST) {
+    why = key + ": " + std::strerror(errno);
     return false;
   }
-  created = false;
+  folders.insert(key);
+  return true;
+}
+
+// The names in every folder of the new tree made durable, the deepest first.
+bool LdaStoreFolder::syncFolders(std::string& why) const {
+  for (auto key = folders.rbegin(); key != folders.rend(); ++key)
+    if (io().syncFolder((temporary + "/" + *key).c_str()) != 0) {
+      why = reason(temporary + "/" + *key);
+      return false;
+    }
+  if (io().syncFolder(temporary.c_str()) == 0) return true;
+  why = reason(temporary);
+  return false;
+}
+
+// The new tree at the output's name, the old one (if any) at the temporary name.
+bool LdaStoreFolder::putInPlace(std::string& why) {
+  if (!exists(output)) {
+    if (io().rename(temporary.c_str(), output.c_str()) == 0) return true;
+  } else if (io().exchange(temporary.c_str(), output.c_str()) == 0) {
+    return true;
+  } else if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP) {
+    // A file system without the exchange: the old output is renamed aside first.
+    const std::string aside = temporary + "-old";
+    if (io().rename(output.c_str(), aside.c_str()) == 0) {
+      if (io().rename(temporary.c_str(), output.c_str()) == 0 && io().rename(aside.c_str(), temporary.c_str()) == 0)
+        return true;
+      const int error = errno;
+      if (!exists(output)) io().rename(aside.c_str(), output.c_str());
+      errno = error;
+    }
+  }
+  why = reason(output);
+  return false;
+}
+
+bool LdaStoreFolder::commit(std::string& why) {
+  const bool replacing = exists(output);
+  if (!syncFolders(why) || !putInPlace(why)) return false;
+  const std::string parent = TbFileIO::folderOf(output);
+  if (io().syncFolder(parent.c_str()) != 0) {
+    why = reason(parent);
+    // Not durable: the old output goes back, and the new store is removed as after any failure.
+    if (replacing) io().exchange(temporary.c_str(), output.c_str());
+    else io().rename(output.c_str(), temporary.c_str());
+    return false;
+  }
+  created = false;  // what is at the temporary name now is the old output
+  removeStoreTree(temporary);
   return true;
 }

@@ -1,14 +1,21 @@
 #pragma once
-// LdaStoreFolder: where a new lda store is written until it is complete.
+// LdaStoreFolder: where a new lda store is written until it is complete, and
+// how it replaces the output so that a power cut at any moment leaves either
+// the old output whole or the new store whole.
 //
 // The store is written into a temporary folder beside the output (its name
-// followed by ".writing-PID") and moved into place by commit, which replaces
-// an existing output (folder or file) whole: the two are exchanged in one
-// step where the file system allows it, and the old one is removed after.
-// A failure or a cancel therefore never leaves a half store under the
-// output's name, nor touches an existing one. Until commit the destructor
-// removes the temporary folder with everything in it. create and commit
-// answer false with `why` set (the path and the system's reason).
+// followed by ".writing-PID"); makeFolder makes the folders below it and
+// remembers them. commit makes the new tree durable (every folder synced: the
+// caller has synced every file in it), then puts it at the output's name in
+// one step (exchanged with an existing output where the file system allows,
+// else the old output is first renamed aside), syncs the parent folder, and
+// only then removes the old output. A failure or a cancel never leaves a half
+// store under the output's name, nor touches an existing one. Until commit
+// the destructor removes the temporary folder with everything in it; create
+// removes what a dead earlier run left beside the output. Every file call
+// goes through the file seam. create, makeFolder and commit answer false
+// with `why` set (the path and the system's reason).
+#include <set>
 #include <string>
 
 class LdaStoreFolder {
@@ -20,16 +27,21 @@ class LdaStoreFolder {
 
   bool create(std::string& why);
   const std::string& path() const { return temporary; }
+  // Makes `key` below the temporary folder unless it was made already.
+  bool makeFolder(const std::string& key, std::string& why);
   bool commit(std::string& why);
 
  private:
+  void removeLeftovers() const;
+  bool syncFolders(std::string& why) const;
+  bool putInPlace(std::string& why);
+
   const std::string output;
   const std::string temporary;
+  std::set<std::string> folders;  // made below the temporary folder
   bool created = false;
 };
 
-// Makes the folder `key` below `root` unless it exists; false with `why` set
-// (the key and the system's reason).
-bool makeStoreSubfolder(const std::string& root, const std::string& key, std::string& why);
-// Removes a file, or a folder with everything in it; true when nothing is left.
+// Removes a file, or a folder with everything in it, through the file seam;
+// true when nothing is left.
 bool removeStoreTree(const std::string& path);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/TbMemoryBudget.h"
 #include "host/types/TbTypeInfo.h"
 #include "host/dialogs/UxBatchAnswers.h"
 #include "host/objects/UxCmdInfo.h"
@@ -112,6 +113,18 @@ int answerCommand(KorinShell&, Tcl_Interp* interp, int argc, const char** argv) 
   return TCL_OK;
 }
 
+// Without a word, the budget in use; with one, the new budget.
+int memoryBudgetCommand(KorinShell&, Tcl_Interp* interp, int argc, const char** argv) {
+  int64_t bytes = TbMemoryBudget::bytes();
+  if (argc > 1 && !TbMemoryBudget::parse(argv[1], bytes)) {
+    Tcl_VaSetResult(interp, "memoryBudget: \"%s\" is not a size of 1M or more (such as 512M, 2G)", argv[1]);
+    return TCL_ERROR;
+  }
+  TbMemoryBudget::set(bytes);
+  Tcl_VaSetResult(interp, "%lld", static_cast<long long>(bytes));
+  return TCL_OK;
+}
+
 int exitCommand(KorinShell& shell, Tcl_Interp* interp, int argc, const char** argv) {
   int status = 0;
   if (argc > 1 && !parseIntWord(interp, "exit", "CODE", argv[1], &status)) return TCL_ERROR;
@@ -126,6 +139,7 @@ const ShellCommand kShellCommands[] = {
     {"packages", 0, 0, "", packagesCommand, nullptr, false},
     {"answer", 1, 1 << 20, "KIND ?WORD ...?", answerCommand, nullptr, false},
     {"newLattice", 6, 12, kNewLatticeUsage, newLatticeCommand, nullptr, false},
+    {"memoryBudget", 0, 1, "?SIZE?", memoryBudgetCommand, nullptr, false},
     {"exit", 0, 1, "?CODE?", exitCommand, nullptr, false},
 };
 

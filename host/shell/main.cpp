@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/base/TbMemoryBudget.h"
 #include "host/codecs/SoDataCompressors.h"
 #include "host/console/UxWorkArea.h"
 #include "host/dialogs/UxQuestionAnswerer.h"
@@ -17,11 +18,13 @@
 namespace {
 
 const char kUsage[] =
-    "usage: korin [-q] [FILE.tcl [ARG ...]]\n"
-    "       korin [-q] -e SCRIPT [ARG ...]\n"
+    "usage: korin [-q] [--memory SIZE] [FILE.tcl [ARG ...]]\n"
+    "       korin [-q] [--memory SIZE] -e SCRIPT [ARG ...]\n"
     "Without a file the script is read from standard input, or typed at a\n"
     "prompt when standard input is a terminal. -q shows no progress of long\n"
-    "work; console messages still appear.\n";
+    "work; console messages still appear. --memory sets the memory budget of\n"
+    "the host's own large work, such as the tiled converter (512M, 2G; 1G\n"
+    "unless given).\n";
 
 enum class Source { INTERACTIVE, STDIN, FILE, STRING };
 
@@ -41,9 +44,21 @@ int parseOptions(int argc, char** argv, Options& options) {
     std::fputs(kUsage, stdout);
     return -1;
   }
-  if (argc > first && std::strcmp(argv[first], "-q") == 0) {
-    options.quiet = true;
-    ++first;
+  for (;; ) {
+    if (argc > first && std::strcmp(argv[first], "-q") == 0) {
+      options.quiet = true;
+      ++first;
+    } else if (argc > first && std::strcmp(argv[first], "--memory") == 0) {
+      int64_t bytes = 0;
+      if (argc < first + 2 || !TbMemoryBudget::parse(argv[first + 1], bytes)) {
+        std::fprintf(stderr, "korin: --memory takes a size of 1M or more, such as 512M or 2G\n");
+        return 2;
+      }
+      TbMemoryBudget::set(bytes);
+      first += 2;
+    } else {
+      break;
+    }
   }
   if (argc > first && std::strcmp(argv[first], "-e") == 0) {
     if (argc < first + 2) {

@@ -11,7 +11,7 @@ namespace {
 TEST(FuzzCorpus, EveryInputGoesThroughItsTarget) {
   const std::string corpus = std::string(KORIN_SOURCE_DIR) + "/tests/fuzz/corpus/";
   const std::pair<const char*, int (*)(const uint8_t*, size_t)> targets[] = {
-      {"description", fuzzDescription}, {"set", fuzzSetOpening}};
+      {"description", fuzzDescription}, {"set", fuzzSetOpening}, {"lda", fuzzLdaStore}};
   for (const auto& target : targets) {
     int inputs = 0;
     for (const auto& entry : std::filesystem::directory_iterator(corpus + target.first)) {

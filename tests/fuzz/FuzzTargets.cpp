@@ -1,9 +1,13 @@
 #include "FuzzTargets.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "blockstore/SetCheck.h"
+#include "host/codecs/SoDataCompressors.h"
+#include "host/lda/LdaStore.h"
 #include "host/console/UxMessage.h"
 #include "support/DiskDataOpen.h"
 #include "support/TempDir.h"
@@ -73,5 +77,29 @@ int fuzzSetOpening(const uint8_t* data, size_t size) {
     UxObjectPool::getThePool()->remove(opened);
   }
   UxMessage::getTheMsg()->setListener(nullptr);
+  return 0;
+}
+
+int fuzzLdaStore(const uint8_t* data, size_t size) {
+  initDataCompressors();
+  TempDir dir;
+  const std::string store = dir.file("s.zarr");
+  std::filesystem::create_directories(store + "/0/0/0");
+  writeWholeFile(store + "/.zattrs", take(data, size, true));
+  writeWholeFile(store + "/0/.zarray", take(data, size, true));
+  const std::string chunk = take(data, size, false);
+  for (const char* key : {"/0/0/0/0", "/0/0.0.0", "/0/0.0.0.0", "/0/0/0/0/0"}) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(store + key).parent_path(), ignored);
+    writeWholeFile(store + key, chunk);
+  }
+  std::string why;
+  std::unique_ptr<LdaStore> opened = LdaStore::open(store, why);
+  for (size_t level = 0; opened && level < opened->levels.size(); ++level) {
+    int origin[3] = {0, 0, 0}, box[3];
+    for (int a = 0; a < 3; ++a) box[a] = std::min(opened->levels[level].dims[a], 16);
+    std::vector<unsigned char> out(static_cast<size_t>(box[0]) * box[1] * box[2] * opened->sampleBytes());
+    opened->readBox(static_cast<int>(level), origin, box, out.data(), why);
+  }
   return 0;
 }

@@ -14,3 +14,8 @@ int fuzzDescription(const uint8_t* data, size_t size);
 // 0], little-endian lengths, missing parts empty. An opened set is checked,
 // read at every level, written and updated.
 int fuzzSetOpening(const uint8_t* data, size_t size);
+
+// The bytes as an OME-Zarr store: [u16 n][n bytes of .zattrs][u16 n][n bytes
+// of level 0's .zarray][the rest: a chunk, stored under every key a chunk of
+// level 0 at the origin may have]. An opened store is read at every level.
+int fuzzLdaStore(const uint8_t* data, size_t size);

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Fuzzes the description reader and the opening of a set with libFuzzer (clang
+# Fuzzes the description reader, the opening of a set and the reading of an
+# OME-Zarr store with libFuzzer (clang
 # with its runtime, Debian's clang and libclang-rt-dev), starting from the
 # committed corpus. New inputs go to a scratch copy; add the ones worth keeping
 # to tests/fuzz/corpus/ by hand (test_fuzz replays that folder in every run).
@@ -16,10 +17,11 @@ fi
 cc=${clang/clang++/clang}
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Debug -DUXDD_FUZZ=ON -DUXDD_BENCH=OFF \
   -DCMAKE_C_COMPILER="$cc" -DCMAKE_CXX_COMPILER="$clang" ${CMAKE_ARGS:-} >/dev/null
-cmake --build "$build" -j2 --target fuzz_description fuzz_set_opening
+cmake --build "$build" -j2 --target fuzz_description fuzz_set_opening fuzz_lda_store
 export ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$PWD/tests/lsan.supp
-for target in description set_opening; do
+for target in description set_opening lda_store; do
   corpus=tests/fuzz/corpus/${target%_opening}
+  corpus=${corpus%_store}
   scratch="$build/corpus-$target"
   mkdir -p "$scratch"
   cp -n "$corpus"/* "$scratch"/

@@ -27,19 +27,23 @@ def korin(tmp_path):
 
 
 def multipage_tiff(path, pages):
-    """An uncompressed little-endian grey TIFF, one page (IFD) per slice."""
-    height, width = pages.shape[1:]
+    """An uncompressed little-endian TIFF, one page (IFD) per slice: grey (z, y, x) or RGB (z, y, x, 3)."""
+    height, width = pages.shape[1:3]
+    channels = pages.shape[3] if pages.ndim == 4 else 1
     out, link = bytearray(b"II*\0\0\0\0\0"), 4
     for page in pages:
         strip = len(out)
         out += page.astype(page.dtype.newbyteorder("<")).tobytes() + b"\0" * (page.nbytes % 2)
+        bits = len(out)
+        out += struct.pack("<" + "H" * channels, *[page.itemsize * 8] * channels) + b"\0" * (channels % 2 * 2)
         out[link:link + 4] = struct.pack("<I", len(out))
-        tags = [(256, 4, width), (257, 4, height), (258, 3, page.itemsize * 8), (259, 3, 1),
-                (262, 3, 1), (273, 4, strip), (277, 3, 1), (278, 4, height),
-                (279, 4, page.nbytes)]
+        bits_value = (3, channels, bits if channels > 2 else page.itemsize * 8)
+        tags = [(256, 4, 1, width), (257, 4, 1, height), (258,) + bits_value, (259, 3, 1, 1),
+                (262, 3, 1, 2 if channels == 3 else 1), (273, 4, 1, strip), (277, 3, 1, channels),
+                (278, 4, 1, height), (279, 4, 1, page.nbytes), (284, 3, 1, 1)]
         out += struct.pack("<H", len(tags))
-        for tag, kind, value in tags:
-            out += struct.pack("<HHII", tag, kind, 1, value)
+        for tag, kind, count, value in tags:
+            out += struct.pack("<HHII", tag, kind, count, value)
         link = len(out)
         out += b"\0\0\0\0"
     path.write_bytes(bytes(out))

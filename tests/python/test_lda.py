@@ -1,6 +1,10 @@
 """lda stores: korin's tiled conversions read back by zarr-python at every level, and
 OME-Zarr images written by zarr-python read back by korin."""
+import json
+import re
+import shutil
 import struct
+import subprocess
 import zlib
 
 import numcodecs
@@ -195,3 +199,84 @@ def test_other_images_are_refused_with_the_reason(korin, tmp_path, compressor, a
             {"type": "scale", "scale": [1, 1, 1]}]}]}]})
     done = korin("load $argv", tmp_path / "other.zarr", check=False)
     assert done.returncode != 0 and why in done.stdout, done.stdout
+
+
+def store_files(path):
+    """Every file of a store by its path inside it, the image's name left out of .zattrs."""
+    files = {}
+    for item in sorted(path.rglob("*")):
+        if item.is_file():
+            files[str(item.relative_to(path))] = item.read_bytes()
+    attrs = json.loads(files.pop(".zattrs"))
+    attrs["multiscales"][0].pop("name")
+    files[".zattrs"] = attrs
+    return files
+
+
+BUDGET_CASES = [  # type, x y z, components, tile, byte order, one file per slice
+    ("uint16", (70, 45, 37), 1, 8, "little", False),
+    ("int16", (33, 65, 19), 3, 8, "big", True),
+    ("uint8", (100, 20, 9), 1, 16, "little", False),
+]
+
+
+@pytest.mark.parametrize("ptype,dims,nc,tile,order,per_slice", BUDGET_CASES)
+def test_a_small_memory_budget_cuts_columns_and_writes_the_same_store(korin, tmp_path, ptype, dims, nc, tile,
+                                                                      order, per_slice):
+    x, y, z = dims
+    volume = volume_of(np.dtype(ptype), (z, y, x, nc), seed=11)
+    data = volume.astype(volume.dtype.newbyteorder(">" if order == "big" else "<"))
+    files = []
+    for i, part in enumerate([data[i] for i in range(z)] if per_slice else [data]):
+        files.append(tmp_path / f"in{i}.raw")
+        files[-1].write_bytes(part.tobytes())
+    words = ["-dims", x, y, z, "-ptype", ptype, "-ndatavar", nc, "-header", 0, "-endianess", order,
+             "-bbox", 0, 1, 0, 1, 0, 1] + files
+    whole = korin(CONVERT, tmp_path / "whole", "Raw Data", tile, "zstd", 1, *words)
+    cut = korin("memoryBudget 1M\n" + CONVERT, tmp_path / "cut", "Raw Data", tile, "zstd", 1, *words)
+    assert "result 1" in whole.stdout and "result 1" in cut.stdout, cut.stdout
+    assert "columns" not in whole.stdout and re.search(r"converted in \d+ columns", cut.stdout), cut.stdout
+    assert store_files(tmp_path / "cut.lda") == store_files(tmp_path / "whole.lda")
+    expect_store(tmp_path / "cut.lda", np.moveaxis(volume, 3, 0) if nc > 1 else volume[..., 0], tile)
+
+
+def test_raw_files_that_do_not_hold_the_description_are_refused(korin, tmp_path):
+    (tmp_path / "two.raw").write_bytes(bytes(2 * 8 * 6 * 4))  # two volumes' worth, one component described
+    done = korin(CONVERT, tmp_path / "out", "Raw Data", 8, "zstd", 1, "-dims", 8, 6, 4, "-ptype", "uint8",
+                 "-ndatavar", 1, "-header", 0, "-endianess", "little", "-bbox", 0, 1, 0, 1, 0, 1,
+                 tmp_path / "two.raw")
+    assert "result 0" in done.stdout
+    assert "holds 384 bytes, but a header of 0 bytes and 8 x 6 x 4 samples of 1 component(s) of uint8 take 192 bytes" \
+        in done.stdout, done.stdout
+    assert sorted(p.name for p in tmp_path.iterdir()) == ["script.tcl", "two.raw"]  # no store, no disk data
+
+
+TIFF_CASES = [  # how tiffcp rewrites the pages, stack (z, y, x[, rgb]) and type, channel option, one file per slice
+    (["-c", "lzw", "-t", "-w", "16", "-l", "16"], (6, 40, 37), "uint16", 2, False),
+    (["-c", "zip", "-r", "3"], (5, 19, 33), "uint8", 2, False),
+    (["-c", "lzw", "-r", "4"], (4, 21, 18, 3), "uint8", 0, True),
+    (["-c", "none", "-t", "-w", "16", "-l", "32"], (3, 33, 20, 3), "uint8", 1, True),
+]
+
+
+@pytest.mark.parametrize("rewrite,shape,ptype,channel,stack", TIFF_CASES)
+def test_tiff_strips_and_tiles_are_read_in_regions(korin, tmp_path, rewrite, shape, ptype, channel, stack):
+    pages = volume_of(np.dtype(ptype), shape, seed=13)
+    plain = [tmp_path / f"plain{i}.tif" for i in range(len(pages))] if stack else [tmp_path / "plain.tif"]
+    files = [p.with_name(p.name.replace("plain", "page")) for p in plain]
+    for i, (source, target) in enumerate(zip(plain, files)):
+        multipage_tiff(source, pages[i:i + 1] if stack else pages)
+        subprocess.run(["tiffcp", *rewrite, str(source), str(target)], check=True)
+    words = (["-bbox", 0, 1, 0, 1, 0, 1, "-channel", channel] if stack else []) + files
+    for budget in ("", "memoryBudget 1M\n"):
+        done = korin(budget + CONVERT, tmp_path / "img", "TIFF", 16, "zstd", 1, *words)
+        assert "result 1" in done.stdout, done.stdout
+        if len(shape) == 4:
+            rgb = pages.astype(np.float32)
+            want = pages.max(axis=3) if channel == 0 else (
+                (rgb[..., 0] * np.float32(0.3) + rgb[..., 1] * np.float32(0.59)) + rgb[..., 2] * np.float32(0.11)
+            ).astype(np.int32).astype(np.uint8)
+        else:
+            want = pages
+        expect_store(tmp_path / "img.lda", want, 16)
+        shutil.rmtree(tmp_path / "img.lda")

@@ -403,6 +403,15 @@ int faultyFstat(int fd, TbFileInfo* info) {
   return state->real.fstat(fd, info);
 }
 
+const void* faultyMap(int fd, int64_t offset, int64_t length) {
+  Guard guard(state->mutex);
+  if (fails(FileFaults::MAP)) return nullptr;
+  state->reads.push_back({pathOf(fd), offset, length});
+  return state->real.map(fd, offset, length);
+}
+
+int faultyUnmap(const void* data, int64_t length) { return state->real.unmap(data, length); }
+
 void install(const std::string& root) {
   state = new State;
   state->real = TbFileIO::current();
@@ -414,7 +423,8 @@ void install(const std::string& root) {
   TbFileIO::current() = {faultyOpen,  faultyClose,    faultyUnlink,     faultySeek,  faultyRead,
                          faultyPread, faultyPwrite,   faultyPreadv,     faultyPwritev, faultySync,
                          faultyTruncate, faultySize,  faultySyncFolder, faultyMkdir, faultyRmdir,
-                         faultyRename, faultyExchange, faultyStat,      faultyFstat, faultyList};
+                         faultyRename, faultyExchange, faultyStat,      faultyFstat, faultyList,
+                         faultyMap,   faultyUnmap};
 }
 
 }  // namespace

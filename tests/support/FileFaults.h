@@ -26,8 +26,9 @@ class FileFaults {
  public:
   // READ covers read, pread and preadv; WRITE pwrite and pwritev; SYNC the
   // syncs of files and of folders; FOLDER mkdir, rmdir and list; RENAME
-  // rename and exchange; STAT stat and fstat.
-  enum Op { OPEN, READ, WRITE, SYNC, TRUNCATE, SIZE, UNLINK, SEEK, CLOSE, FOLDER, RENAME, STAT, NUM_OPS };
+  // rename and exchange; STAT stat and fstat; MAP map (a failed map answers
+  // null; unmap is never failed).
+  enum Op { OPEN, READ, WRITE, SYNC, TRUNCATE, SIZE, UNLINK, SEEK, CLOSE, FOLDER, RENAME, STAT, MAP, NUM_OPS };
   enum Failure { IO_ERROR, NO_SPACE, SHORT_COUNT };
 
   FileFaults();

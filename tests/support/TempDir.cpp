@@ -8,8 +8,11 @@
 #include <fstream>
 #include <sstream>
 
-TempDir::TempDir() {
-  const char* base = std::getenv("TMPDIR");
+TempDir::TempDir() : TempDir(nullptr) {}
+
+TempDir::TempDir(const char* base) {
+  struct stat info;
+  if (!base || stat(base, &info) != 0 || !S_ISDIR(info.st_mode)) base = std::getenv("TMPDIR");
   std::string pattern = std::string(base && *base ? base : "/tmp") + "/uxdd-test-XXXXXX";
   char* made = mkdtemp(&pattern[0]);
   dir = made ? made : "";

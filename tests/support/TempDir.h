@@ -6,6 +6,9 @@
 class TempDir {
  public:
   TempDir();
+  // Under `base` when it is a folder (such as /dev/shm, for tests that make
+  // and remove thousands of files), else as above.
+  explicit TempDir(const char* base);
   ~TempDir();
   TempDir(const TempDir&) = delete;
   TempDir& operator=(const TempDir&) = delete;
