@@ -167,9 +167,13 @@ int posixList(const char* folder, std::vector<std::string>* names) {
   return error ? -1 : 0;
 }
 
+// The pages are read ahead in the background, so the caller can work on (and
+// stop between) the first ones while the rest arrive.
 const void* posixMap(int fd, int64_t offset, int64_t length) {
-  void* data = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, offset);
-  return data == MAP_FAILED ? nullptr : data;
+  void* data = ::mmap(nullptr, static_cast<size_t>(length), PROT_READ, MAP_PRIVATE, fd, offset);
+  if (data == MAP_FAILED) return nullptr;
+  ::madvise(data, static_cast<size_t>(length), MADV_WILLNEED);
+  return data;
 }
 
 int posixUnmap(const void* data, int64_t length) { return ::munmap(const_cast<void*>(data), static_cast<size_t>(length)); }

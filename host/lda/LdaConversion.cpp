@@ -111,6 +111,15 @@ LdaOutcome LdaConversion::runPass(LdaSlabSource& source, const LdaColumnPlan& pl
   return LDA_DONE;
 }
 
+// A slice at a time, so that Ctrl-C is noticed within one slice's read.
+bool LdaConversion::readSlab(LdaSlabSource& source, const LdaRegion& column, int first, int count,
+                             unsigned char* out) {
+  const size_t slice = column.samples() * source.sampleBytes();
+  for (int z = first; z < first + count; ++z, out += slice)
+    if (stopAsked() || !source.read(column, z, 1, out)) return false;
+  return true;
+}
+
 LdaOutcome LdaConversion::runColumn(LdaSlabSource& source, LdaColumnWriter& writer, const LdaRegion& column,
                                     bool mapped, std::string& why) {
   writer.start(column);
@@ -120,7 +129,9 @@ LdaOutcome LdaConversion::runColumn(LdaSlabSource& source, LdaColumnWriter& writ
     if (stopAsked()) return LDA_CANCELLED;
     const int count = std::min(writer.slabDepth(), depth - z);
     const unsigned char* slices = mapped ? source.map(z, count) : nullptr;
-    if (mapped ? !slices : !source.read(column, z, count, writer.slab())) return LDA_FAILED;  // the source said why
+    if (mapped ? !slices : !readSlab(source, column, z, count, writer.slab())) {
+      return stopped ? LDA_CANCELLED : LDA_FAILED;  // the source said why
+    }
     written = mapped ? writer.addSlabAt(slices, count) : writer.addSlab(count);
     advance(column.samples() * count);
   }

@@ -34,6 +34,7 @@ class LdaConversion {
   LdaOutcome runPass(LdaSlabSource& source, const LdaColumnPlan& plan, bool firstIsStored, std::string& why);
   LdaOutcome runColumn(LdaSlabSource& source, LdaColumnWriter& writer, const LdaRegion& column, bool mapped,
                        std::string& why);
+  bool readSlab(LdaSlabSource& source, const LdaRegion& column, int first, int count, unsigned char* out);
   LdaPassNeeds needsOf(const LdaSlabSource& source) const;
   bool stopAsked();
   void advance(size_t samples);

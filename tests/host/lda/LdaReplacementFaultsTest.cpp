@@ -76,6 +76,15 @@ class LdaReplacementFaults : public ::testing::Test {
 
   int convertIntoWork() { return convert("in.raw", dir.file("work/out.lda")); }
 
+  // The calls of each op a replacement makes when nothing fails.
+  bool countCalls(int* total) {
+    putOldStore();
+    FileFaults counting;
+    const bool done = convertIntoWork() == 1;
+    for (int op = 0; op < FileFaults::NUM_OPS; ++op) total[op] = counting.calls(FileFaults::Op(op));
+    return done;
+  }
+
   ConsoleCapture console;
   TempDir dir{"/dev/shm"};  // thousands of files made and removed: cheap in memory
   Tree oldTree, newTree;
@@ -83,12 +92,7 @@ class LdaReplacementFaults : public ::testing::Test {
 
 TEST_F(LdaReplacementFaults, ACrashAtAnyStepLeavesTheOldStoreOrTheNewOneWhole) {
   int total[FileFaults::NUM_OPS];
-  putOldStore();
-  {
-    FileFaults counting;
-    ASSERT_EQ(convertIntoWork(), 1);
-    for (int op = 0; op < FileFaults::NUM_OPS; ++op) total[op] = counting.calls(FileFaults::Op(op));
-  }
+  ASSERT_TRUE(countCalls(total));
   ASSERT_EQ(treeOf(dir.file("work/out.lda")), newTree);
   int sawOld = 0, sawNew = 0;
   for (FileFaults::Loss loss : {FileFaults::LOSE_ALL, FileFaults::LOSE_NONE, FileFaults::LOSE_EVEN})
@@ -113,12 +117,7 @@ TEST_F(LdaReplacementFaults, ACrashAtAnyStepLeavesTheOldStoreOrTheNewOneWhole) {
 
 TEST_F(LdaReplacementFaults, EveryFailingCallGivesTheOldStoreOrSuccessWithTheNewOne) {
   int total[FileFaults::NUM_OPS];
-  putOldStore();
-  {
-    FileFaults counting;
-    ASSERT_EQ(convertIntoWork(), 1);
-    for (int op = 0; op < FileFaults::NUM_OPS; ++op) total[op] = counting.calls(FileFaults::Op(op));
-  }
+  ASSERT_TRUE(countCalls(total));
   for (int op = 0; op < FileFaults::NUM_OPS; ++op)
     for (FileFaults::Failure how : {FileFaults::IO_ERROR, FileFaults::NO_SPACE, FileFaults::SHORT_COUNT})
       for (bool persistent : {false, true})

@@ -159,6 +159,12 @@ const Case kCases[] = {
      "0/0/0/0 is larger than", false},
 };
 
+bool readWhole(const LdaStore& store, std::vector<unsigned char>& box, std::string& why) {
+  box.resize(4 * 6 * 5 * 2);
+  const int origin[3] = {0, 0, 0}, size[3] = {5, 6, 4};
+  return store.readBox(0, origin, size, box.data(), why);
+}
+
 class LdaStoreReading : public ::testing::TestWithParam<Case> {
  protected:
   void SetUp() override { initDataCompressors(); }
@@ -193,9 +199,8 @@ TEST_P(LdaStoreReading, IsRefusedWithTheReason) {
     return;
   }
   ASSERT_NE(store, nullptr) << why;
-  std::vector<unsigned char> box(4 * 6 * 5 * 2);
-  const int origin[3] = {0, 0, 0}, size[3] = {5, 6, 4};
-  EXPECT_FALSE(store->readBox(0, origin, size, box.data(), why));
+  std::vector<unsigned char> box;
+  EXPECT_FALSE(readWhole(*store, box, why));
   EXPECT_NE(why.find(c.reason), std::string::npos) << why;
 }
 
@@ -203,9 +208,8 @@ TEST_F(LdaStoreReading, TheUncraftedStoreReadsBack) {
   std::string why;
   std::unique_ptr<LdaStore> store = LdaStore::open(write(Crafted()), why);
   ASSERT_NE(store, nullptr) << why;
-  std::vector<unsigned char> box(4 * 6 * 5 * 2);
-  const int origin[3] = {0, 0, 0}, size[3] = {5, 6, 4};
-  ASSERT_TRUE(store->readBox(0, origin, size, box.data(), why)) << why;
+  std::vector<unsigned char> box;
+  ASSERT_TRUE(readWhole(*store, box, why)) << why;
   EXPECT_EQ(box, std::vector<unsigned char>(box.size(), 1));
 }
 
