@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 PACKAGES=(build-essential cmake pkg-config qt6-base-dev qt6-image-formats-plugins libcoin-dev
-  tcl-dev zlib1g-dev libzstd-dev liblz4-dev libtiff-dev libtiff-tools nlohmann-json3-dev libgtest-dev libgmock-dev
+  tcl-dev zlib1g-dev libzstd-dev liblz4-dev libblosc-dev libtiff-dev libtiff-tools nlohmann-json3-dev libgtest-dev libgmock-dev
   python3 python3-numpy python3-zarr python3-pytest)
 
 missing=()

@@ -35,6 +35,11 @@ class SoDataCompressor {
   // as numcodecs names it in a Zarr array's compressor settings.
   virtual int getCompressionLevel() const = 0;
 
+  // The bytes of one element of the data to come, for codecs that shuffle
+  // bytes by element before compressing (blosc); others ignore it. Set it
+  // before the instance is shared between threads.
+  virtual void setElementBytes(int /*bytes*/) {}
+
   // Replaces `out` with the compressed stream of `inBytes` bytes at `in`.
   virtual bool compress(const void* in, size_t inBytes, std::vector<unsigned char>& out) const = 0;
   // Restores exactly `outBytes` bytes into `out` from the whole stream `in`.

@@ -1,5 +1,6 @@
 #include "host/codecs/SoDataCompressors.h"
 
+#include "host/codecs/SoBloscCompressor.h"
 #include "host/codecs/SoDataCompressor.h"
 #include "host/codecs/SoLz4Compressor.h"
 #include "host/codecs/SoZlibCompressor.h"
@@ -12,4 +13,5 @@ void initDataCompressors() {
   SoZlibCompressor::initClass();
   SoZstdCompressor::initClass();
   SoLz4Compressor::initClass();
+  SoBloscCompressor::initClass();
 }

@@ -50,13 +50,17 @@ bool SoZstdCompressor::compress(const void* in, size_t inBytes,
   return true;
 }
 
-// The frame records its content size: a mismatch is refused before anything
-// is written. ZSTD_decompress itself refuses overruns, bytes after the last
-// frame and checksum failures; a short result is caught here.
+// A frame that records its content size is refused on a mismatch before
+// anything is written; one written as a stream may not record it, and is
+// decoded into no more than outBytes. ZSTD_decompress itself refuses overruns,
+// bytes after the last frame and checksum failures; a short result is caught
+// here.
 bool SoZstdCompressor::decompress(const unsigned char* in, size_t inBytes, void* out,
                                   size_t outBytes) const {
   if (!validBuffer(in, inBytes) || !validBuffer(out, outBytes)) return false;
-  if (ZSTD_getFrameContentSize(nonNull(in), inBytes) != outBytes) return false;
+  const unsigned long long recorded = ZSTD_getFrameContentSize(nonNull(in), inBytes);
+  if (recorded == ZSTD_CONTENTSIZE_ERROR || (recorded != ZSTD_CONTENTSIZE_UNKNOWN && recorded != outBytes))
+    return false;
   const size_t produced = ZSTD_decompress(nonNull(out), outBytes, nonNull(in), inBytes);
   return !ZSTD_isError(produced) && produced == outBytes;
 }

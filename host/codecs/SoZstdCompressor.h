@@ -6,8 +6,8 @@
 // these frames as they are.
 //
 // Registration is SoRegisteredCompressor's. compress and decompress keep the
-// base's failure promises; decompress also refuses a frame that does not record
-// its content size.
+// base's failure promises; frames written by streaming writers, which do not
+// record their content size, decode too.
 #include "host/codecs/SoRegisteredCompressor.h"
 
 class SoZstdCompressor : public SoRegisteredCompressor<SoZstdCompressor> {

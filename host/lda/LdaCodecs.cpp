@@ -5,16 +5,23 @@
 #include <cstring>
 #include <nlohmann/json.hpp>
 
+#include "host/codecs/SoBloscCompressor.h"
 #include "host/codecs/SoDataCompressors.h"
+
+using nlohmann::json;
 
 namespace {
 
 struct ZarrCodecName {
   const char* name;       // the host codec's name, also numcodecs' id
   const char* levelWord;  // numcodecs' name of its level setting
+  const char* version3;   // the name of a version 3 codec entry
 };
 
-const ZarrCodecName kZarrCodecs[] = {{"zlib", "level"}, {"zstd", "level"}, {"lz4", "acceleration"}};
+const ZarrCodecName kZarrCodecs[] = {{"zlib", "level", "numcodecs.zlib"},
+                                     {"zstd", "level", "zstd"},
+                                     {"lz4", "acceleration", "numcodecs.lz4"},
+                                     {"blosc", "clevel", "blosc"}};
 
 const ZarrCodecName* zarrNameOf(const char* name) {
   for (const ZarrCodecName& known : kZarrCodecs)
@@ -38,6 +45,8 @@ LdaCodec eachCodec(Visit visit) {
   return nullptr;
 }
 
+bool isBlosc(const SoDataCompressor& codec) { return std::strcmp(codec.getCompressorName().getString(), "blosc") == 0; }
+
 }  // namespace
 
 LdaCodec ldaCodecByName(const char* name) {
@@ -56,24 +65,27 @@ std::string ldaCodecNames() {
   return names;
 }
 
-nlohmann::json zarrCompressorEntry(const SoDataCompressor* codec) {
+json zarrCompressorEntry(const SoDataCompressor* codec) {
   if (!codec) return nullptr;
   const SbString name = codec->getCompressorName();
-  return {{"id", name.getString()},
-          {zarrNameOf(name.getString())->levelWord, codec->getCompressionLevel()}};
+  json entry = {{"id", name.getString()}, {zarrNameOf(name.getString())->levelWord, codec->getCompressionLevel()}};
+  if (isBlosc(*codec)) {
+    entry["cname"] = SoBloscCompressor::innerCodec;
+    entry["shuffle"] = SoBloscCompressor::shuffle;
+    entry["blocksize"] = SoBloscCompressor::blockSize;
+  }
+  return entry;
 }
 
-bool codecOfCompressorEntry(const nlohmann::json& entry, LdaCodec& codec, std::string& why) {
-  codec.reset();
-  if (entry.is_null()) return true;
-  const auto id = entry.is_object() ? entry.find("id") : entry.end();
-  if (!entry.is_object() || id == entry.end() || !id->is_string()) {
-    why = "its compressor entry names no codec";
-    return false;
+json zarr3CodecEntry(const SoDataCompressor& codec, int elementBytes) {
+  const ZarrCodecName* known = zarrNameOf(codec.getCompressorName().getString());
+  json configuration = {{known->levelWord, codec.getCompressionLevel()}};
+  if (std::strcmp(known->name, "zstd") == 0) configuration["checksum"] = true;
+  if (isBlosc(codec)) {
+    configuration["cname"] = SoBloscCompressor::innerCodec;
+    configuration["shuffle"] = "shuffle";
+    configuration["typesize"] = elementBytes;
+    configuration["blocksize"] = SoBloscCompressor::blockSize;
   }
-  const std::string name = id->get<std::string>();
-  codec = ldaCodecByName(name.c_str());
-  if (codec) return true;
-  why = "compressor \"" + name + "\" is not supported (" + ldaCodecNames() + " or none)";
-  return false;
+  return {{"name", known->version3}, {"configuration", configuration}};
 }

@@ -3,11 +3,14 @@
 //
 // An lda store compresses its chunks with one of the host's codecs, found by
 // the name the user picks (the SoDataCompressor type system lists them), and
-// records it in each array's "compressor" entry the way numcodecs does:
-// {"id": "zlib", "level": L}, {"id": "zstd", "level": L} or
-// {"id": "lz4", "acceleration": A}. Only codecs numcodecs knows by the same
-// name can go into a store. Lookups answer null rather than fail loudly; the
-// callers word the message.
+// records it the way numcodecs and zarr-python do: in a version 2 array's
+// "compressor" entry ({"id": "zstd", "level": 3}, {"id": "blosc", "cname":
+// "lz4", "clevel": 5, "shuffle": 1, "blocksize": 0}, ...) or as a version 3
+// codec ({"name": "zstd", "configuration": {"level": 3, "checksum": true}};
+// zlib and lz4, which have no codec of Zarr's own, under numcodecs' names
+// "numcodecs.zlib" and "numcodecs.lz4"). Only codecs numcodecs knows by the
+// same name can go into a store. Lookups answer null rather than fail
+// loudly; the callers word the message.
 #include <nlohmann/json_fwd.hpp>
 
 #include <memory>
@@ -20,10 +23,9 @@ using LdaCodec = std::unique_ptr<SoDataCompressor>;
 // The registered codec of that name (compared exactly) that a store can
 // hold; null when there is none.
 LdaCodec ldaCodecByName(const char* name);
-// The names ldaCodecByName accepts, in registration order: "zlib, zstd, lz4".
+// The names ldaCodecByName accepts, in registration order: "zlib, zstd, lz4, blosc".
 std::string ldaCodecNames();
-// The array's "compressor" entry for a codec; JSON null for none.
+// A version 2 array's "compressor" entry for a codec; JSON null for none.
 nlohmann::json zarrCompressorEntry(const SoDataCompressor* codec);
-// The codec a "compressor" entry names: true with a null codec for a JSON
-// null; false, with `why` set, for an entry that is not one of ours.
-bool codecOfCompressorEntry(const nlohmann::json& entry, LdaCodec& codec, std::string& why);
+// A version 3 array's codec entry for a codec (given its element size).
+nlohmann::json zarr3CodecEntry(const SoDataCompressor& codec, int elementBytes);

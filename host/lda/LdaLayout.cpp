@@ -52,16 +52,3 @@ std::string zarrDtype(TbPrimType primType) {
              std::to_string(primType.size());
   return std::string();
 }
-
-bool primTypeOfDtype(const std::string& dtype, TbPrimType& primType, bool& bigEndian) {
-  if (dtype.size() != 3 || (dtype[0] != '<' && dtype[0] != '>' && dtype[0] != '|')) return false;
-  for (const DtypeName& known : kDtypes) {
-    const TbPrimType type(known.primType);
-    if (dtype[1] != known.kind || dtype[2] - '0' != type.size()) continue;
-    if (dtype[0] == '|' && type.size() != 1) return false;
-    primType = type;
-    bigEndian = dtype[0] == '>' && type.size() > 1;
-    return true;
-  }
-  return false;
-}

@@ -48,6 +48,3 @@ class LdaLayout {
 // The Zarr dtype of a host element type ("|u1", "<i2", "<u2", "<i4", "<f4",
 // "<f8"); empty for a type a store cannot hold.
 std::string zarrDtype(TbPrimType primType);
-// The host type of a Zarr dtype, with its byte order; false for any other
-// dtype (such as "<i8" or "|b1").
-bool primTypeOfDtype(const std::string& dtype, TbPrimType& primType, bool& bigEndian);

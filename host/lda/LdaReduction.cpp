@@ -1,5 +1,6 @@
 #include "host/lda/LdaReduction.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
@@ -102,7 +103,73 @@ void averageAs(const void* first, const void* second, void* out, int nx, int ny,
           nc);
 }
 
+// Any axes halved: each output sample from its cell of 1 to 8 samples.
+template <class T>
+void halveCells(const T* in, const int* dims, const bool* halve, T* out, int nc, bool nearest) {
+  using S = typename SumOf<T>::type;
+  int outDims[3], step[3];
+  for (int a = 0; a < 3; ++a) {
+    step[a] = halve[a] ? 2 : 1;
+    outDims[a] = halve[a] ? (dims[a] + 1) / 2 : dims[a];
+  }
+  for (int oz = 0; oz < outDims[2]; ++oz)
+    for (int oy = 0; oy < outDims[1]; ++oy)
+      for (int ox = 0; ox < outDims[0]; ++ox, out += nc) {
+        const int lo[3] = {ox * step[0], oy * step[1], oz * step[2]};
+        int hi[3], shift = 0;
+        for (int a = 0; a < 3; ++a) {
+          hi[a] = std::min(lo[a] + step[a], dims[a]);
+          shift += hi[a] - lo[a] - 1;  // 2 samples along an axis add 1
+        }
+        for (int c = 0; c < nc; ++c) {
+          const auto at = [&](int x, int y, int z) {
+            return in[((static_cast<size_t>(z) * dims[1] + y) * dims[0] + x) * nc + c];
+          };
+          if (nearest) {
+            out[c] = at(lo[0], lo[1], lo[2]);
+            continue;
+          }
+          S sum = 0;
+          for (int z = lo[2]; z < hi[2]; ++z)
+            for (int y = lo[1]; y < hi[1]; ++y)
+              for (int x = lo[0]; x < hi[0]; ++x) sum += S(at(x, y, z));
+          out[c] = meanOf<T, S>(sum, shift);
+        }
+      }
+}
+
+template <class T>
+void halveAs(const void* in, const int* dims, const bool* halve, void* out, int nc, bool nearest) {
+  halveCells(static_cast<const T*>(in), dims, halve, static_cast<T*>(out), nc, nearest);
+}
+
 }  // namespace
+
+bool halveBox(const void* in, const int* dims, const bool* halve, void* out, int nDataVar, TbPrimType primType,
+              int sampling) {
+  if (!primType.isValid() || (sampling != LDA_SHARP && sampling != LDA_AVERAGE)) return false;
+  const size_t slice = static_cast<size_t>(dims[0]) * dims[1] * nDataVar * primType.size();
+  const size_t outSlice = static_cast<size_t>((dims[0] + 1) / 2) * ((dims[1] + 1) / 2) * nDataVar * primType.size();
+  if (halve[0] && halve[1]) {  // whole slices, as the levels are built
+    const auto* from = static_cast<const unsigned char*>(in);
+    auto* to = static_cast<unsigned char*>(out);
+    for (int z = 0; z < dims[2]; z += halve[2] ? 2 : 1, to += outSlice) {
+      const unsigned char* second = halve[2] && z + 1 < dims[2] ? from + (z + 1) * slice : nullptr;
+      reduceSlices(from + z * slice, second, to, dims[0], dims[1], nDataVar, primType, sampling);
+    }
+    return true;
+  }
+  const bool nearest = sampling == LDA_SHARP;
+  switch (primType) {
+    case TbPrimType::UINT8: halveAs<uint8_t>(in, dims, halve, out, nDataVar, nearest); break;
+    case TbPrimType::INT16: halveAs<int16_t>(in, dims, halve, out, nDataVar, nearest); break;
+    case TbPrimType::UINT16: halveAs<uint16_t>(in, dims, halve, out, nDataVar, nearest); break;
+    case TbPrimType::INT32: halveAs<int32_t>(in, dims, halve, out, nDataVar, nearest); break;
+    case TbPrimType::FLOAT: halveAs<float>(in, dims, halve, out, nDataVar, nearest); break;
+    default: halveAs<double>(in, dims, halve, out, nDataVar, nearest); break;
+  }
+  return true;
+}
 
 bool reduceSlices(const void* first, const void* second, void* out, int nx, int ny, int nDataVar,
                   TbPrimType primType, int sampling) {

@@ -17,3 +17,10 @@ enum LdaSampling { LDA_SHARP = 0, LDA_AVERAGE = 1 };
 
 bool reduceSlices(const void* first, const void* second, void* out, int nx, int ny, int nDataVar,
                   TbPrimType primType, int sampling);
+
+// Halves a box of dims[0] x dims[1] x dims[2] samples along the axes
+// `halve` names (x, y, z) by the same cells and rounding: an axis of n
+// samples becomes (n + 1) / 2, the others stay. The box's edges are the
+// volume's: a cell reaching past one holds fewer samples.
+bool halveBox(const void* in, const int* dims, const bool* halve, void* out, int nDataVar, TbPrimType primType,
+              int sampling);

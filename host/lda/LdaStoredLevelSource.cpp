@@ -34,6 +34,8 @@ bool LdaStoredLevelSource::read(const LdaRegion& region, int first, int count, u
 }
 
 // The store's reader decodes one chunk at a time.
-size_t LdaStoredLevelSource::fixedWorkingBytes() const { return 2 * store->levels[level].chunkBytes; }
+size_t LdaStoredLevelSource::fixedWorkingBytes() const {
+  return 2 * store->levels[level].chunkElements * store->sampleBytes();
+}
 
 nlohmann::json LdaStoredLevelSource::describe() const { return nlohmann::json(); }

@@ -1,12 +1,19 @@
 #pragma once
-// UxLdaData: an OME-Zarr 0.4 image (an lda store, or one written by another
+// UxLdaData: an OME-Zarr image (an lda store, or one written by another
 // tool) as a host data object that serves boxes on request.
 //
 // getBlock serves a box at any power-of-two subsampling (per axis) from the
-// coarsest stored level that is not coarser than asked, reducing further in
-// memory by the mean of each cell, as disk data does; samples beyond the
-// volume read as the store's fill value. It answers 0 for a subsampling that
-// is not a power of two, a box outside its buffer, or a chunk that cannot be
+// best stored level for it: the coarsest whose factors divide the
+// subsampling and that holds every sample the box needs (a level of floor
+// sizes lacks the last sample of an odd axis: the box then comes from a finer
+// level). Any further reduction happens in memory, a halving at a time, by
+// the store's own rule: for averaged stores the mean of the samples of each
+// cell that lie in the volume (rounded half to even, as the levels are
+// built), so a box reads the same whether its level is stored or not; for
+// stores that pick samples, the first of each cell. Missing chunks inside the
+// volume read as the array's fill value; samples beyond the volume read as 0
+// and are never part of a mean. getBlock answers 0 for a subsampling that is
+// not a power of two, a box outside its buffer, or a chunk that cannot be
 // read or decoded (with a console message). The object is read-only:
 // putBlock answers 0 and isWritable 0. The bounding box is level 0's extent
 // from the image's coordinate transformations (first to last sample).
@@ -37,9 +44,8 @@ class UxLdaData : public UxExternalData {
 
  private:
   explicit UxLdaData(std::unique_ptr<LdaStore> store);
-  int chooseLevel(const int* shifts) const;
-  bool readReduced(int level, const int* origin, const int* size, const int* factorShift,
-                   unsigned char* out);
+  int chooseLevel(const int* shifts, const int* end) const;
+  bool readInside(const int* shifts, const int* origin, const int* size, unsigned char* out);
 
   std::unique_ptr<LdaStore> store;
 };

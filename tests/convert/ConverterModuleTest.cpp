@@ -34,7 +34,7 @@ TEST_F(ConverterModule, ANewModulesPortsAndValues) {
                {{"inputs", "getValue"}, ""},
                {{"output", "getValue"}, ""},
                {{"tileSize", "getLabels"}, "32 64 128 256"},
-               {{"compression", "getLabels"}, "None zlib zstd lz4"},
+               {{"compression", "getLabels"}, "None zlib zstd lz4 blosc"},
                {{"samplingType", "getLabels"}, "Sharp Average"},
                {{"doIt", "getLabel"}, "CreateDiskData"}};
   for (const auto& r : reads) EXPECT_EQ(run(r.command).result, r.result) << r.command[0];

@@ -65,7 +65,7 @@ TEST_F(BrixConverterTest, RefusesWhatItCannotWriteWithAMessageAndLeavesNothing) 
   const Case cases[] = {
       {4, 1, "zstd", 1, "Error: tile size 4: expected 8 to 512"},
       {16, 2, "zstd", 1, "Error: sampling type 2: expected 0 (Sharp) or 1 (Average)"},
-      {16, 1, "brotli", 1, "Error: unknown compressor \"brotli\": expected one of zlib, zstd, lz4, or none"},
+      {16, 1, "brotli", 1, "Error: unknown compressor \"brotli\": expected one of zlib, zstd, lz4, blosc, or none"},
       {16, 1, "lz4", 2, "Error: 2 raw files for 32 slices: give one file, or one file per slice"},
   };
   for (const Case& c : cases) {

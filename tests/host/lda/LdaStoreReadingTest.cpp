@@ -92,7 +92,14 @@ const Case kCases[] = {
     {"attributes an array", [](Crafted& c) { c.attributes = json::array({1}); }, ".zattrs is not a JSON object", true},
     {"no multiscales", [](Crafted& c) { c.attributes = {{"multiscales", json::array()}}; },
      ".zattrs holds no multiscales entry", true},
-    {"two axes", [](Crafted& c) { c.attributes["multiscales"][0]["axes"].erase(0); }, "axes are not 3 to 5", true},
+    {"one axis",
+     [](Crafted& c) {
+       c.attributes["multiscales"][0]["axes"].erase(0);
+       c.attributes["multiscales"][0]["axes"].erase(0);
+     },
+     "axes are not 2 to 5", true},
+    {"axes that do not match the array", [](Crafted& c) { c.attributes["multiscales"][0]["axes"].erase(0); },
+     "a coordinate transformation is not a scale (positive) or translation of 2 numbers", true},
     {"too many datasets",
      [](Crafted& c) {
        json& list = c.attributes["multiscales"][0]["datasets"];
