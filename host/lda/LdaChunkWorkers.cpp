@@ -8,6 +8,7 @@
 
 #include "host/base/TbFileIO.h"
 #include "host/codecs/SoDataCompressor.h"
+#include "host/lda/LdaShardFiles.h"
 
 namespace {
 
@@ -34,9 +35,9 @@ int writeChunkFile(const std::string& path, const unsigned char* data, size_t by
 
 }  // namespace
 
-LdaChunkWorkers::LdaChunkWorkers(const SoDataCompressor* chunkCodec, std::string folder,
-                                 int count, int queued)
-    : codec(chunkCodec), root(std::move(folder)), maxQueued(std::max(queued, 1)) {
+LdaChunkWorkers::LdaChunkWorkers(const SoDataCompressor* chunkCodec, std::string folder, int count, int queued,
+                                 LdaShardFiles* shardFiles)
+    : codec(chunkCodec), root(std::move(folder)), shards(shardFiles), maxQueued(std::max(queued, 1)) {
   count = std::max(count, 1);
   for (int i = 0; i < count; ++i) threads.emplace_back([this] { work(); });
 }
@@ -79,11 +80,11 @@ LdaChunkWorkers::Bytes LdaChunkWorkers::takeBuffer(size_t bytes) {
   return buffer;
 }
 
-bool LdaChunkWorkers::submit(std::string key, Bytes bytes) {
+bool LdaChunkWorkers::submit(std::string key, Bytes bytes, LdaShardPlace place) {
   std::unique_lock<std::mutex> lock(mutex);
   queueChanged.wait(lock, [this] { return failed || queue.size() < maxQueued; });
   if (failed) return false;
-  queue.push_back(Job{std::move(key), std::move(bytes)});
+  queue.push_back(Job{std::move(key), std::move(bytes), place});
   queueChanged.notify_all();
   return true;
 }
@@ -126,10 +127,10 @@ void LdaChunkWorkers::work() {
 }
 
 void LdaChunkWorkers::store(const Job& job, Bytes& compressed) {
-  if (allZero(job.bytes)) return;
+  const bool zero = allZero(job.bytes);
   const unsigned char* data = job.bytes.data();
-  size_t bytes = job.bytes.size();
-  if (codec) {
+  size_t bytes = zero ? 0 : job.bytes.size();
+  if (codec && !zero) {
     if (!codec->compress(data, bytes, compressed)) {
       fail(job.key + ": the codec refused the chunk");
       return;
@@ -137,6 +138,10 @@ void LdaChunkWorkers::store(const Job& job, Bytes& compressed) {
     data = compressed.data();
     bytes = compressed.size();
   }
-  const int status = writeChunkFile(root + "/" + job.key, data, bytes);
+  const LdaShardPlace& place = job.place;
+  int status = 0;
+  if (place.place >= 0)
+    status = shards->add(job.key, place.ticket, place.place, place.places, place.expected, data, bytes);
+  else if (!zero) status = writeChunkFile(root + "/" + job.key, data, bytes);
   if (status != 0) fail(job.key + ": " + std::strerror(status));
 }

@@ -14,11 +14,16 @@ const double kSecondsPerReadBackByte = 1e-9;
 int ceilDiv(long long a, long long b) { return static_cast<int>((a + b - 1) / b); }
 
 // The column edge along an axis that keeps levels first..last on whole
-// chunks, in samples of level `first`; 0 when only the whole extent does.
+// chunks (whole shards, where a store has them), in samples of level
+// `first`; 0 when only the whole extent does.
 long long alignment(const LdaLayout& layout, int first, int last, int axis) {
-  const LdaLevel& top = layout.levels[last];
-  if (top.dims[axis] <= top.chunk[axis]) return 0;
-  return static_cast<long long>(top.chunk[axis]) << (last - first);
+  long long unit = 1;
+  for (int level = first; level <= last; ++level) {
+    const LdaLevel& shape = layout.levels[level];
+    if (shape.dims[axis] <= shape.shardEdge(axis)) return 0;
+    unit = std::max(unit, static_cast<long long>(shape.shardEdge(axis)) << (level - first));
+  }
+  return unit;
 }
 
 double planCost(const LdaLayout& layout, const LdaColumnPlan& plan, const LdaPassNeeds& needs) {

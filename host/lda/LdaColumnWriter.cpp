@@ -6,6 +6,7 @@
 
 #include "host/base/TbCPUInfo.h"
 #include "host/lda/LdaReduction.h"
+#include "host/lda/LdaShardFiles.h"
 #include "host/lda/LdaStoreFolder.h"
 #include "host/rawdata/TbRawData.h"
 
@@ -38,13 +39,14 @@ LdaRegion halved(const LdaRegion& region) {
 }  // namespace
 
 LdaColumnWriter::LdaColumnWriter(const LdaLayout& storeLayout, const LdaColumnPlan& passPlan, bool stored,
-                                 int samplingType, LdaChunkWorkers& chunkWorkers, LdaStoreFolder& storeFolder,
-                                 std::function<bool()> stopAsked)
+                                 int samplingType, LdaChunkWorkers& chunkWorkers, LdaShardFiles* shardFiles,
+                                 LdaStoreFolder& storeFolder, std::function<bool()> stopAsked)
     : layout(storeLayout),
       plan(passPlan),
       firstIsStored(stored),
       sampling(samplingType),
       workers(chunkWorkers),
+      shards(shardFiles),
       folder(storeFolder),
       stop(std::move(stopAsked)) {}
 
@@ -137,24 +139,26 @@ bool LdaColumnWriter::writeChunks(size_t index) {
   const LdaRegion& region = levels[index].region;
   const int iz = levels[index].slabIndex;
   const int components = layout.hasChannelAxis() ? layout.nDataVar : 1;
-  for (int component = 0; component < components; ++component) {
-    const std::string zFolder = layout.chunkFolder(level, component, iz);
-    if (!folder.makeFolder(zFolder, failure)) return false;
+  for (int component = 0; component < components; ++component)
     for (int cy = region.y0 / shape.chunk[1]; cy * shape.chunk[1] < region.y0 + region.height; ++cy) {
-      if (!folder.makeFolder(zFolder + "/" + std::to_string(cy), failure)) return false;
+      if (!folder.makeFolder(layout.chunkFolder(level, component, iz, cy), failure)) return false;
       for (int cx = region.x0 / shape.chunk[0]; cx * shape.chunk[0] < region.x0 + region.width; ++cx) {
         if (stop()) return false;
         LdaChunkWorkers::Bytes chunk = workers.takeBuffer(layout.chunkBytes(level));
         copyChunk(index, component, cx, cy, chunk.data());
         if (!TbCPUInfo::isLittleEndian())
           TbRawData::swapBytes(TbTypedPointer(chunk.data(), layout.primType), shape.chunkSamples());
-        if (!workers.submit(layout.chunkKey(level, component, iz, cy, cx), std::move(chunk))) {
+        const std::string key = layout.chunkKey(level, component, iz, cy, cx);
+        LdaShardPlace place;
+        if (shards)
+          place = {layout.placeInShard(level, iz, cy, cx), shape.chunksPerShard(), layout.chunksInShard(level, iz, cy, cx),
+                   shards->ticket(key)};
+        if (!workers.submit(key, std::move(chunk), place)) {
           failure = workers.error();
           return false;
         }
       }
     }
-  }
   return true;
 }
 

@@ -23,12 +23,14 @@
 #include "host/lda/LdaLayout.h"
 #include "host/lda/LdaSlabSource.h"
 
+class LdaShardFiles;
 class LdaStoreFolder;
 
 class LdaColumnWriter {
  public:
+  // shards: null for a store without shards.
   LdaColumnWriter(const LdaLayout& layout, const LdaColumnPlan& plan, bool firstIsStored, int sampling,
-                  LdaChunkWorkers& workers, LdaStoreFolder& folder, std::function<bool()> stop);
+                  LdaChunkWorkers& workers, LdaShardFiles* shards, LdaStoreFolder& folder, std::function<bool()> stop);
 
   bool allocate(bool ownFirstSlab);
   void start(const LdaRegion& column);
@@ -62,6 +64,7 @@ class LdaColumnWriter {
   const bool firstIsStored;
   const int sampling;
   LdaChunkWorkers& workers;
+  LdaShardFiles* const shards;
   LdaStoreFolder& folder;
   const std::function<bool()> stop;
   std::vector<LevelState> levels;  // levels plan.first to plan.last

@@ -44,7 +44,8 @@ LdaConversion::LdaConversion(const LdaLayout& storeLayout, const LdaStoreSetting
       threads(coreCount()),
       allowance(bufferAllowance()),
       queueLength(queueLengthFor(storeLayout, allowance, threads)),
-      workers(storeSettings.codec, storeFolder.path(), threads, queueLength) {
+      shards(storeFolder.path()),
+      workers(storeSettings.codec, storeFolder.path(), threads, queueLength, storeLayout.sharded() ? &shards : nullptr) {
   samplesTotal = 0;
   for (const LdaLevel& level : layout.levels) samplesTotal += samplesOf(level);
 }
@@ -94,7 +95,7 @@ LdaOutcome LdaConversion::run(LdaSlabSource& input, std::string& why) {
 
 LdaOutcome LdaConversion::runPass(LdaSlabSource& source, const LdaColumnPlan& plan, bool firstIsStored,
                                   std::string& why) {
-  LdaColumnWriter writer(layout, plan, firstIsStored, settings.sampling, workers, folder,
+  LdaColumnWriter writer(layout, plan, firstIsStored, settings.sampling, workers, layout.sharded() ? &shards : nullptr, folder,
                          [this] { return stopAsked(); });
   const bool mapped = source.mapsSlices() && plan.columns(layout) == 1;
   if (!writer.allocate(!mapped)) {

@@ -17,6 +17,7 @@
 #include "host/lda/LdaColumnPlan.h"
 #include "host/lda/LdaLayout.h"
 #include "host/lda/LdaMetadata.h"
+#include "host/lda/LdaShardFiles.h"
 #include "host/lda/LdaSlabSource.h"
 
 class LdaColumnWriter;
@@ -45,6 +46,7 @@ class LdaConversion {
   const int threads;
   const size_t allowance;
   const int queueLength;
+  LdaShardFiles shards;
   LdaChunkWorkers workers;
   double samplesDone = 0;
   double samplesTotal = 1;

@@ -12,6 +12,7 @@
 #include "host/console/UxWorkArea.h"
 #include "host/lda/LdaCodecs.h"
 #include "host/lda/LdaConversion.h"
+#include "host/lda/LdaFormatSetting.h"
 #include "host/lda/LdaImageSource.h"
 #include "host/lda/LdaMetadata.h"
 #include "host/lda/LdaRawSource.h"
@@ -106,7 +107,7 @@ class ProgressTask {
 
 LdaOutcome writeStore(LdaSlabSource& source, const LdaStoreSettings& settings, int tileSize, LdaStoreFolder& folder,
                       std::string& why) {
-  const LdaLayout layout(source.dims, source.nDataVar, source.primType, tileSize);
+  const LdaLayout layout(source.dims, source.nDataVar, source.primType, tileSize, LdaFormatSetting::version());
   if (!writeLdaMetadata(folder, layout, settings, why)) return LDA_FAILED;
   LdaConversion conversion(layout, settings, folder);
   const LdaOutcome outcome = conversion.run(source, why);
@@ -135,6 +136,7 @@ int convertToLdaStore(const TbDArray<const char*>& files, const TbFilename& outp
   std::unique_ptr<LdaSlabSource> source = openSource(names, box, input, settings.box, mismatch);
   if (!source) return mismatch ? LDA_REFUSED : LDA_FAILED;
   settings.source = source->describe();
+  if (codec) codec->setElementBytes(source->primType.size());
   if (!mayReplace(output)) return LDA_CANCELLED;
 
   LdaStoreFolder folder(output.getString());

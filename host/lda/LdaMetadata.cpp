@@ -29,24 +29,48 @@ json axisOrder(const LdaLayout& layout, json channel, const json& x, const json&
   return values;
 }
 
-json multiscales(const LdaLayout& layout, const LdaStoreSettings& settings) {
+// Where level L's first sample lies: averaged, it is the mean of a cell of
+// `factor` level-0 samples, so half a cell less one sample from the box's
+// minimum; picked, it is the cell's first sample.
+json translationOf(const LdaLayout& layout, const LdaStoreSettings& settings, const LdaLevel& level) {
+  json at[3];
+  for (int a = 0; a < 3; ++a) {
+    const float shift = settings.sampling == LDA_AVERAGE ? 0.5f * static_cast<float>(level.factor[a] - 1) : 0.0f;
+    at[a] = shortestNumber(settings.box[2 * a] + spacing(layout, settings.box, a) * shift);
+  }
+  return axisOrder(layout, 0, at[0], at[1], at[2]);
+}
+
+json downsampling(const LdaStoreSettings& settings) {
+  const bool mean = settings.sampling == LDA_AVERAGE;
+  return {{"method", "uxdiskdata"},
+          {"description", mean ? "each sample of a level is the mean of the 2 x 2 x 2 samples of the level below "
+                                 "it that lie in the volume (fewer at an odd edge), rounded half to even for integers"
+                               : "each sample of a level is the first sample of the 2 x 2 x 2 samples of the level "
+                                 "below it"},
+          {"kwargs", {{"cell", {2, 2, 2}}, {"sampling", mean ? "Average" : "Sharp"}}}};
+}
+
+json multiscale(const LdaLayout& layout, const LdaStoreSettings& settings) {
   json axes = axisOrder(layout, {{"name", "c"}, {"type", "channel"}}, {{"name", "x"}, {"type", "space"}},
                         {{"name", "y"}, {"type", "space"}}, {{"name", "z"}, {"type", "space"}});
-  const json translation = axisOrder(layout, 0, shortestNumber(settings.box[0]),
-                                     shortestNumber(settings.box[2]), shortestNumber(settings.box[4]));
   json datasets = json::array();
   for (int level = 0; level < layout.numLevels(); ++level) {
-    const float factor = std::ldexp(1.0f, level);
+    const LdaLevel& shape = layout.levels[level];
     json scale[3];
-    for (int a = 0; a < 3; ++a) scale[a] = shortestNumber(spacing(layout, settings.box, a) * factor);
-    datasets.push_back(
-        {{"path", std::to_string(level)},
-         {"coordinateTransformations",
-          {{{"type", "scale"}, {"scale", axisOrder(layout, 1, scale[0], scale[1], scale[2])}},
-           {{"type", "translation"}, {"translation", translation}}}}});
+    for (int a = 0; a < 3; ++a) scale[a] = shortestNumber(spacing(layout, settings.box, a) * shape.factor[a]);
+    datasets.push_back({{"path", std::to_string(level)},
+                        {"coordinateTransformations",
+                         {{{"type", "scale"}, {"scale", axisOrder(layout, 1, scale[0], scale[1], scale[2])}},
+                          {{"type", "translation"}, {"translation", translationOf(layout, settings, shape)}}}}});
   }
-  return json::array(
-      {{{"version", "0.4"}, {"name", settings.name}, {"axes", axes}, {"datasets", datasets}}});
+  json entry = {{"name", settings.name},
+                {"axes", axes},
+                {"datasets", datasets},
+                {"type", settings.sampling == LDA_AVERAGE ? "mean" : "nearest"},
+                {"metadata", downsampling(settings)}};
+  if (!layout.sharded()) entry["version"] = "0.4";
+  return entry;
 }
 
 json projectAttributes(const LdaLayout& layout, const LdaStoreSettings& settings) {
@@ -59,16 +83,50 @@ json projectAttributes(const LdaLayout& layout, const LdaStoreSettings& settings
           {"source", source}};
 }
 
-json arrayAttributes(const LdaLayout& layout, int level) {
+json version2Array(const LdaLayout& layout, const LdaStoreSettings& settings, int level) {
   const LdaLevel& shape = layout.levels[level];
   return {{"zarr_format", 2},
           {"shape", axisOrder(layout, layout.nDataVar, shape.dims[0], shape.dims[1], shape.dims[2])},
           {"chunks", axisOrder(layout, 1, shape.chunk[0], shape.chunk[1], shape.chunk[2])},
           {"dtype", zarrDtype(layout.primType)},
+          {"compressor", zarrCompressorEntry(settings.codec)},
           {"fill_value", 0},
           {"order", "C"},
           {"filters", nullptr},
           {"dimension_separator", "/"}};
+}
+
+json bytesCodec(const LdaLayout& layout) {
+  if (layout.primType.size() == 1) return {{"name", "bytes"}};
+  return {{"name", "bytes"}, {"configuration", {{"endian", "little"}}}};
+}
+
+// A version 3 array whose chunks are shards of inner chunks, each inner chunk
+// compressed, the index (little-endian numbers and a CRC-32C) at the end.
+json version3Array(const LdaLayout& layout, const LdaStoreSettings& settings, int level) {
+  const LdaLevel& shape = layout.levels[level];
+  json inner = json::array({bytesCodec(layout)});
+  if (settings.codec) inner.push_back(zarr3CodecEntry(*settings.codec, layout.primType.size()));
+  const json sharding = {
+      {"name", "sharding_indexed"},
+      {"configuration",
+       {{"chunk_shape", axisOrder(layout, 1, shape.chunk[0], shape.chunk[1], shape.chunk[2])},
+        {"codecs", inner},
+        {"index_codecs", {{{"name", "bytes"}, {"configuration", {{"endian", "little"}}}}, {{"name", "crc32c"}}}},
+        {"index_location", "end"}}}};
+  return {{"zarr_format", 3},
+          {"node_type", "array"},
+          {"shape", axisOrder(layout, layout.nDataVar, shape.dims[0], shape.dims[1], shape.dims[2])},
+          {"data_type", zarrDataType(layout.primType)},
+          {"chunk_grid",
+           {{"name", "regular"},
+            {"configuration",
+             {{"chunk_shape", axisOrder(layout, 1, shape.shardEdge(0), shape.shardEdge(1), shape.shardEdge(2))}}}}},
+          {"chunk_key_encoding", {{"name", "default"}, {"configuration", {{"separator", "/"}}}}},
+          {"fill_value", 0},
+          {"codecs", {sharding}},
+          {"dimension_names", axisOrder(layout, "c", "x", "y", "z")},
+          {"attributes", json::object()}};
 }
 
 bool store(const LdaStoreFolder& folder, const std::string& name, const json& content, std::string& why) {
@@ -92,18 +150,23 @@ json shortestNumber(float value) {
 
 bool writeLdaMetadata(LdaStoreFolder& folder, const LdaLayout& layout, const LdaStoreSettings& settings,
                       std::string& why) {
-  json attributes = {{"multiscales", multiscales(layout, settings)},
-                     {"uxdiskdata", projectAttributes(layout, settings)}};
-  if (!store(folder, ".zgroup", {{"zarr_format", 2}}, why) ||
-      !store(folder, ".zattrs", attributes, why))
+  const json multiscales = json::array({multiscale(layout, settings)});
+  const json own = projectAttributes(layout, settings);
+  const bool version3 = layout.sharded();
+  if (version3) {
+    const json group = {{"zarr_format", 3},
+                        {"node_type", "group"},
+                        {"attributes", {{"ome", {{"version", "0.5"}, {"multiscales", multiscales}}}, {"uxdiskdata", own}}}};
+    if (!store(folder, "zarr.json", group, why)) return false;
+  } else if (!store(folder, ".zgroup", {{"zarr_format", 2}}, why) ||
+             !store(folder, ".zattrs", {{"multiscales", multiscales}, {"uxdiskdata", own}}, why)) {
     return false;
+  }
   for (int level = 0; level < layout.numLevels(); ++level) {
     const std::string key = std::to_string(level);
-    json array = arrayAttributes(layout, level);
-    array["compressor"] = zarrCompressorEntry(settings.codec);
-    if (!folder.makeFolder(key, why) || !store(folder, key + "/.zarray", array, why)) return false;
-    for (int c = 0; layout.hasChannelAxis() && c < layout.nDataVar; ++c)
-      if (!folder.makeFolder(key + "/" + std::to_string(c), why)) return false;
+    const json array = version3 ? version3Array(layout, settings, level) : version2Array(layout, settings, level);
+    if (!folder.makeFolder(key, why) || !store(folder, key + (version3 ? "/zarr.json" : "/.zarray"), array, why))
+      return false;
   }
   return true;
 }

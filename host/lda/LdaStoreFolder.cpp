@@ -77,6 +77,8 @@ bool LdaStoreFolder::create(std::string& why) {
 
 bool LdaStoreFolder::makeFolder(const std::string& key, std::string& why) {
   if (folders.count(key)) return true;
+  const size_t slash = key.rfind('/');
+  if (slash != std::string::npos && !makeFolder(key.substr(0, slash), why)) return false;
   if (io().mkdir((temporary + "/" + key).c_str(), 0755) != 0 && errno != EEXIST) {
     why = key + ": " + std::strerror(errno);
     return false;

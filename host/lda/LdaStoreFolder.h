@@ -27,7 +27,8 @@ class LdaStoreFolder {
 
   bool create(std::string& why);
   const std::string& path() const { return temporary; }
-  // Makes `key` below the temporary folder unless it was made already.
+  // Makes `key` (and the folders leading to it) below the temporary folder
+  // unless it was made already.
   bool makeFolder(const std::string& key, std::string& why);
   bool commit(std::string& why);
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/base/TbMemoryBudget.h"
+#include "host/lda/LdaFormatSetting.h"
 #include "host/types/TbTypeInfo.h"
 #include "host/dialogs/UxBatchAnswers.h"
 #include "host/objects/UxCmdInfo.h"
@@ -125,6 +126,18 @@ int memoryBudgetCommand(KorinShell&, Tcl_Interp* interp, int argc, const char** 
   return TCL_OK;
 }
 
+// Without a word, the version in use; with one, the new version.
+int omeZarrVersionCommand(KorinShell&, Tcl_Interp* interp, int argc, const char** argv) {
+  int version = LdaFormatSetting::version();
+  if (argc > 1 && !LdaFormatSetting::parse(argv[1], version)) {
+    Tcl_VaSetResult(interp, "omeZarrVersion: \"%s\" is not 0.4 or 0.5", argv[1]);
+    return TCL_ERROR;
+  }
+  LdaFormatSetting::set(version);
+  Tcl_VaSetResult(interp, "%s", LdaFormatSetting::name(version));
+  return TCL_OK;
+}
+
 int exitCommand(KorinShell& shell, Tcl_Interp* interp, int argc, const char** argv) {
   int status = 0;
   if (argc > 1 && !parseIntWord(interp, "exit", "CODE", argv[1], &status)) return TCL_ERROR;
@@ -140,6 +153,7 @@ const ShellCommand kShellCommands[] = {
     {"answer", 1, 1 << 20, "KIND ?WORD ...?", answerCommand, nullptr, false},
     {"newLattice", 6, 12, kNewLatticeUsage, newLatticeCommand, nullptr, false},
     {"memoryBudget", 0, 1, "?SIZE?", memoryBudgetCommand, nullptr, false},
+    {"omeZarrVersion", 0, 1, "?0.4|0.5?", omeZarrVersionCommand, nullptr, false},
     {"exit", 0, 1, "?CODE?", exitCommand, nullptr, false},
 };
 

@@ -10,6 +10,7 @@
 
 #include "host/base/TbMemoryBudget.h"
 #include "host/codecs/SoDataCompressors.h"
+#include "host/lda/LdaFormatSetting.h"
 #include "host/console/UxWorkArea.h"
 #include "host/dialogs/UxQuestionAnswerer.h"
 #include "host/shell/KorinShell.h"
@@ -18,13 +19,14 @@
 namespace {
 
 const char kUsage[] =
-    "usage: korin [-q] [--memory SIZE] [FILE.tcl [ARG ...]]\n"
-    "       korin [-q] [--memory SIZE] -e SCRIPT [ARG ...]\n"
+    "usage: korin [-q] [--memory SIZE] [--ome-zarr 0.4|0.5] [FILE.tcl [ARG ...]]\n"
+    "       korin [-q] [--memory SIZE] [--ome-zarr 0.4|0.5] -e SCRIPT [ARG ...]\n"
     "Without a file the script is read from standard input, or typed at a\n"
     "prompt when standard input is a terminal. -q shows no progress of long\n"
     "work; console messages still appear. --memory sets the memory budget of\n"
     "the host's own large work, such as the tiled converter (512M, 2G; 1G\n"
-    "unless given).\n";
+    "unless given). --ome-zarr sets the version of the lda stores the tiled\n"
+    "converter writes (0.4 unless given; 0.5 is Zarr version 3, sharded).\n";
 
 enum class Source { INTERACTIVE, STDIN, FILE, STRING };
 
@@ -55,6 +57,14 @@ int parseOptions(int argc, char** argv, Options& options) {
         return 2;
       }
       TbMemoryBudget::set(bytes);
+      first += 2;
+    } else if (argc > first && std::strcmp(argv[first], "--ome-zarr") == 0) {
+      int version = 0;
+      if (argc < first + 2 || !LdaFormatSetting::parse(argv[first + 1], version)) {
+        std::fprintf(stderr, "korin: --ome-zarr takes 0.4 or 0.5\n");
+        return 2;
+      }
+      LdaFormatSetting::set(version);
       first += 2;
     } else {
       break;

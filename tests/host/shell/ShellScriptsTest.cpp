@@ -29,7 +29,7 @@ TEST(ShellScripts, RunsEndWithTheirStatusAndOutput) {
       {nullptr, {"-e", "exit"}, "", 0, "", ""},
       {nullptr, {"-e", "exit soon"}, "", 1, "", "exit: bad CODE \"soon\": expected an integer"},
       {nullptr, {}, "puts one\nreturn\nputs two\n", 0, "one\n", ""},
-      {nullptr, {"-e"}, "", 2, "", "usage: korin [-q] [--memory SIZE] [FILE.tcl [ARG ...]]\n"},
+      {nullptr, {"-e"}, "", 2, "", "usage: korin [-q] [--memory SIZE] [--ome-zarr 0.4|0.5] [FILE.tcl [ARG ...]]\n"},
       {nullptr, {"--memory", "2G", "-e", "puts [memoryBudget]; puts [memoryBudget 512m]"}, "", 0,
        "2147483648\n536870912\n", ""},
       {nullptr, {"--memory", "12X", "-e", "exit"}, "", 2, "", "korin: --memory takes a size of 1M or more"},
@@ -50,7 +50,7 @@ TEST(ShellScripts, RunsEndWithTheirStatusAndOutput) {
   }
   const ShellRun help = KorinProcess().run({"--help"});
   EXPECT_EQ(help.status, 0);
-  EXPECT_EQ(help.out.rfind("usage: korin [-q] [--memory SIZE] [FILE.tcl [ARG ...]]\n", 0), 0u) << help.out;
+  EXPECT_EQ(help.out.rfind("usage: korin [-q] [--memory SIZE] [--ome-zarr 0.4|0.5] [FILE.tcl [ARG ...]]\n", 0), 0u) << help.out;
 }
 
 TEST(ShellScripts, RunsWithoutADisplayAndLeavesUserSettingsAlone) {
