@@ -84,11 +84,13 @@ int fuzzLdaStore(const uint8_t* data, size_t size) {
   initDataCompressors();
   TempDir dir;
   const std::string store = dir.file("s.zarr");
-  std::filesystem::create_directories(store + "/0/0/0");
-  writeWholeFile(store + "/.zattrs", take(data, size, true));
-  writeWholeFile(store + "/0/.zarray", take(data, size, true));
+  const bool version3 = size > 0 && (data[0] & 1);
+  if (size > 0) ++data, --size;
+  std::filesystem::create_directories(store + "/0");
+  writeWholeFile(store + (version3 ? "/zarr.json" : "/.zattrs"), take(data, size, true));
+  writeWholeFile(store + (version3 ? "/0/zarr.json" : "/0/.zarray"), take(data, size, true));
   const std::string chunk = take(data, size, false);
-  for (const char* key : {"/0/0/0/0", "/0/0.0.0", "/0/0.0.0.0", "/0/0/0/0/0"}) {
+  for (const char* key : {"/0/0/0/0", "/0/0.0.0", "/0/0.0.0.0", "/0/0/0/0/0", "/0/c/0/0/0", "/0/c/0/0/0/0", "/0/c.0.0.0"}) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(store + key).parent_path(), ignored);
     writeWholeFile(store + key, chunk);

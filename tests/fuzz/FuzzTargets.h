@@ -15,7 +15,9 @@ int fuzzDescription(const uint8_t* data, size_t size);
 // read at every level, written and updated.
 int fuzzSetOpening(const uint8_t* data, size_t size);
 
-// The bytes as an OME-Zarr store: [u16 n][n bytes of .zattrs][u16 n][n bytes
-// of level 0's .zarray][the rest: a chunk, stored under every key a chunk of
-// level 0 at the origin may have]. An opened store is read at every level.
+// The bytes as an OME-Zarr store: [one byte: Zarr version 3 when odd][u16 n]
+// [n bytes of the group's metadata (.zattrs, or zarr.json)][u16 n][n bytes of
+// level 0's metadata (.zarray, or zarr.json)][the rest: a chunk, or a shard,
+// stored under every key a chunk of level 0 at the origin may have]. An
+// opened store is read at every level.
 int fuzzLdaStore(const uint8_t* data, size_t size);

@@ -1,6 +1,7 @@
 #include "host/codecs/SoDataCompressor.h"
 
 #include <gtest/gtest.h>
+#include <zstd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -66,7 +67,7 @@ bool decodes(const SoDataCompressor& codec, const Bytes& stream, size_t outBytes
   return codec.decompress(stream.data(), stream.size(), out.data(), out.size());
 }
 
-const char* const classNames[] = {"SoZlibCompressor", "SoZstdCompressor", "SoLz4Compressor"};
+const char* const classNames[] = {"SoZlibCompressor", "SoZstdCompressor", "SoLz4Compressor", "SoBloscCompressor"};
 
 TEST(SoDataCompressorRegistry, NoCodecReadsAnotherCodecsStream) {
   const Bytes data = volumeBlock(16);
@@ -162,5 +163,34 @@ TEST_P(SoChecksummedCodec, RefusesADamagedByteAnywhere) {
 
 INSTANTIATE_TEST_SUITE_P(ZlibAndZstd, SoChecksummedCodec, ::testing::Values("SoZlibCompressor", "SoZstdCompressor"),
                          classNameOf);
+
+// Streaming writers leave the content size out of a frame: it decodes as long
+// as it comes to the size asked for.
+TEST(SoZstdCompressor, DecodesFramesWithoutTheirContentSize) {
+  const Bytes data = volumeBlock(16);
+  Bytes frame(ZSTD_compressBound(data.size()));
+  ZSTD_CCtx* context = ZSTD_createCCtx();
+  ZSTD_CCtx_setParameter(context, ZSTD_c_contentSizeFlag, 0);
+  ZSTD_outBuffer out{frame.data(), frame.size(), 0};
+  ZSTD_inBuffer in{data.data(), data.size(), 0};
+  ASSERT_EQ(ZSTD_compressStream2(context, &out, &in, ZSTD_e_end), 0u);
+  ZSTD_freeCCtx(context);
+  frame.resize(out.pos);
+  ASSERT_EQ(ZSTD_getFrameContentSize(frame.data(), frame.size()), ZSTD_CONTENTSIZE_UNKNOWN);
+  const Codec codec = codecOfClass("SoZstdCompressor");
+  EXPECT_TRUE(restores(*codec, frame, data));
+  EXPECT_FALSE(decodes(*codec, frame, data.size() - 1));
+  EXPECT_FALSE(decodes(*codec, frame, data.size() + 1));
+}
+
+// The element size shapes a Blosc stream (the shuffle) but any stream decodes.
+TEST(SoBloscCompressor, ShufflesByTheElementSizeGiven) {
+  const Bytes data = volumeBlock(32);
+  const Codec bytes = codecOfClass("SoBloscCompressor"), words = codecOfClass("SoBloscCompressor");
+  words->setElementBytes(2);
+  const Bytes byBytes = compressed(*bytes, data), byWords = compressed(*words, data);
+  EXPECT_LT(byWords.size(), byBytes.size());
+  EXPECT_TRUE(restores(*bytes, byWords, data));
+}
 
 }  // namespace

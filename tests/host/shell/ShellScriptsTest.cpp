@@ -34,6 +34,8 @@ TEST(ShellScripts, RunsEndWithTheirStatusAndOutput) {
        "2147483648\n536870912\n", ""},
       {nullptr, {"--memory", "12X", "-e", "exit"}, "", 2, "", "korin: --memory takes a size of 1M or more"},
       {nullptr, {"-e", "memoryBudget 100"}, "", 1, "", "memoryBudget: \"100\" is not a size of 1M or more"},
+      {nullptr, {"--ome-zarr", "0.5", "-e", "puts [omeZarrVersion]; puts [omeZarrVersion 0.4]"}, "", 0, "0.5\n0.4\n", ""},
+      {nullptr, {"-e", "omeZarrVersion 3"}, "", 1, "", "omeZarrVersion: \"3\" is not 0.4 or 0.5"},
       {nullptr, {"/nonexistent/script.tcl"}, "", 1, "", "couldn't read file \"/nonexistent/script.tcl\""},
       {"puts first\ncatch {load /nonexistent/a.km}\nputs -nonewline second\nputs \" line\"\n"
        "catch {load /nonexistent/b.km}\nputs stderr aside\nputs last\n",
