@@ -10,16 +10,12 @@ import numpy as np
 ROW_BYTES = 32 << 20  # blocks read at once along x
 
 
-class LevelView:
-    def __init__(self, pyramid, level):
-        self._pyramid = pyramid
-        self.level = level
-        lattice = pyramid.lattice
-        self._spatial = tuple(reversed(lattice.level_shape(level)))
-        self._blocking = tuple(reversed(lattice.blocking))
-        components = pyramid.block_shape[3]
-        self.shape = self._spatial + ((components,) if components > 1 else ())
-        self.dtype = pyramid.dtype.newbyteorder("=")
+class SlicedLevel:
+    """What every level offers: shape (z, y, x[, components]), dtype, and numpy basic
+    slicing. A subclass reads the z, y, x index ranges of all components (_read)."""
+
+    shape = ()
+    dtype = None
 
     @property
     def ndim(self):
@@ -31,9 +27,6 @@ class LevelView:
 
     def __len__(self):
         return self.shape[0]
-
-    def __repr__(self):
-        return f"<level {self.level} of a disk-data set: shape {self.shape}, {self.dtype}>"
 
     def __array__(self, dtype=None, copy=None):
         whole = self[...]
@@ -85,6 +78,26 @@ class LevelView:
         index %= size
         final.append(index if axis == 3 else 0)
         return range(index, index + 1)
+
+    def _read(self, axes):
+        raise NotImplementedError
+
+
+class LevelView(SlicedLevel):
+    """A level of a disk-data set, read block by block."""
+
+    def __init__(self, pyramid, level):
+        self._pyramid = pyramid
+        self.level = level
+        lattice = pyramid.lattice
+        self._spatial = tuple(reversed(lattice.level_shape(level)))
+        self._blocking = tuple(reversed(lattice.blocking))
+        components = pyramid.block_shape[3]
+        self.shape = self._spatial + ((components,) if components > 1 else ())
+        self.dtype = pyramid.dtype.newbyteorder("=")
+
+    def __repr__(self):
+        return f"<level {self.level} of a disk-data set: shape {self.shape}, {self.dtype}>"
 
     def _read(self, axes):
         """The samples of the z, y, x index ranges, all components."""

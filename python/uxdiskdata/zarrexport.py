@@ -1,9 +1,12 @@
 """A set written as an OME-Zarr 0.4 image: a zarr v2 group with one array per
 level ("0", "1", ...), axes z, y, x (components first, as channels, when a
 sample has more than one), chunks of up to 128 samples per spatial axis, "/"
-between chunk indices, and multiscales metadata whose scale at level L is the
-sample spacing of the bounding box times 2^L and whose translation is the
-box minimum.
+between chunk indices, zarr-python's default codec (Blosc, which korin reads),
+and multiscales metadata as the strict OME-NGFF 0.4 schema asks for it: per
+level a scale of the sample spacing of the bounding box times the level's
+factor (2^L, or 1 on an axis of one sample) and a translation to where the
+level's first sample lies — the centre of the 2^L level-0 samples it is the
+mean of —, "type" "mean", "metadata" and "name".
 """
 import numpy as np
 
@@ -16,16 +19,23 @@ def spacing(box, n):
 
 def multiscales(dataset, channels):
     box, (nx, ny, nz) = dataset.bounding_box, dataset.lattice.dims
+    sizes = [nz, ny, nx]
     space = [spacing(box[4:6], nz), spacing(box[2:4], ny), spacing(box[0:2], nx)]
     origin = [box[4], box[2], box[0]]
     lead = [1.0] if channels else []
     axes = [{"name": "c", "type": "channel"}] if channels else []
     axes += [{"name": name, "type": "space"} for name in "zyx"]
-    datasets = [{"path": str(level), "coordinateTransformations": [
-        {"type": "scale", "scale": lead + [s * 2**level for s in space]},
-        {"type": "translation", "translation": [0.0] * len(lead) + origin}]}
-        for level in range(dataset.levels)]
-    return [{"version": "0.4", "name": dataset.path, "axes": axes, "datasets": datasets}]
+    datasets = []
+    for level in range(dataset.levels):
+        factors = [2**level if n > 1 else 1 for n in sizes]
+        datasets.append({"path": str(level), "coordinateTransformations": [
+            {"type": "scale", "scale": lead + [s * f for s, f in zip(space, factors)]},
+            {"type": "translation", "translation": [0.0] * len(lead) +
+             [o + s * (f - 1) / 2 for o, s, f in zip(origin, space, factors)]}]})
+    method = {"method": "uxdiskdata", "description": "each sample of a level is the mean of the 2 x 2 x 2 "
+              "samples of the level below it", "kwargs": {"cell": [2, 2, 2]}}
+    return [{"version": "0.4", "name": dataset.path, "axes": axes, "datasets": datasets, "type": "mean",
+             "metadata": method}]
 
 
 def export(dataset, out):

@@ -309,3 +309,33 @@ def test_zarr_version_3_images_from_zarrita_read_exactly(korin, tmp_path, codecs
     boxes = korin_reads(korin, tmp_path / "v3.zarr", tmp_path, "u2", volume.shape)
     for s, box in boxes.items():
         np.testing.assert_array_equal(box, expected_at(volume, [(1, 1, 1), (2, 2, 2)], s), err_msg=f"subsampling {s}")
+
+
+@pytest.mark.parametrize("version", ["0.4", "0.5"])
+def test_python_opens_stores_as_it_opens_sets(korin, tmp_path, version):
+    import uxdiskdata
+    volume = volume_of(np.dtype("u2"), (2, 20, 37, 30), seed=9)
+    store = convert(korin, tmp_path, volume, 8, version, box=(0, 29, 0, 36, 0, 19))
+    s = uxdiskdata.open(store)
+    want = [np.moveaxis(level, 0, 3) for level in levels_of(volume, 8, False)]
+    assert (s.shape, s.dtype, s.levels) == (want[0].shape, np.dtype("u2"), len(want))
+    assert s.bounding_box == pytest.approx((0, 29, 0, 36, 0, 19))
+    for level, expected in enumerate(want):
+        np.testing.assert_array_equal(np.asarray(s.level(level)), expected)
+    np.testing.assert_array_equal(s.level(1)[3:9:2, -4, ::-3, 1], want[1][3:9:2, -4, ::-3, 1])
+    with pytest.raises(IndexError):
+        s.level(len(want))
+
+
+def test_python_reads_shards_and_other_tools_stores(tmp_path):
+    import uxdiskdata
+    volume = volume_of(np.dtype("u2"), (10, 13, 9), seed=12)
+    write_sharded(tmp_path / "s.zarr", volume, (8, 8, 8), (4, 4, 2), True, True)
+    np.testing.assert_array_equal(np.asarray(uxdiskdata.open(tmp_path / "s.zarr")), volume)
+    write_v2(tmp_path / "other.zarr", [(1, 1, 1), (1, 2, 2)], volume)
+    other = uxdiskdata.open(tmp_path / "other.zarr")
+    assert other.levels == 2 and other.factors == [(1, 1, 1), (1, 2, 2)]
+    np.testing.assert_array_equal(other.level(1)[:], halved_to(volume, (1, 2, 2)))
+    (tmp_path / "other.zarr" / "0" / ".zarray").write_text('{"zarr_format": 2, "shape": [1]}')
+    with pytest.raises(uxdiskdata.DiskDataError, match="0/.zarray"):
+        uxdiskdata.open(tmp_path / "other.zarr")

@@ -170,6 +170,17 @@ def test_damaged_files_are_refused_naming_the_file(korin, tmp_path, harm, named)
         uxdiskdata.open(km)
 
 
+READ_BACK = """
+lassign $argv store out
+set d [load $store]
+foreach s {1 2} {
+  set n {}
+  foreach v [$d getDims] { lappend n [expr {($v + $s - 1) / $s}] }
+  $d readBox $out.$s 0 0 0 {*}$n $s $s $s
+}
+"""
+
+
 def test_info_and_export_as_ome_zarr(korin, tmp_path):
     km = convert(korin, tmp_path, "int16", (9, 20, 30, 2))
     run = [sys.executable, "-m", "uxdiskdata"]
@@ -179,8 +190,13 @@ def test_info_and_export_as_ome_zarr(korin, tmp_path):
     dataset, group = uxdiskdata.open(km), zarr.open_group(str(tmp_path / "out.zarr"), mode="r")
     for L in range(2):
         np.testing.assert_array_equal(group[str(L)][:], np.moveaxis(np.asarray(dataset.level(L)), -1, 0))
-    scale = group.attrs["multiscales"][0]["datasets"][1]["coordinateTransformations"][0]["scale"]
-    assert scale == pytest.approx([1, 2 * 1.0, 2 * 36.9 / 19, 2 * 300 / 29])
+    scale, translation = group.attrs["multiscales"][0]["datasets"][1]["coordinateTransformations"]
+    assert scale["scale"] == pytest.approx([1, 2 * 1.0, 2 * 36.9 / 19, 2 * 300 / 29])
+    assert translation["translation"] == pytest.approx([0, -4 + 0.5, 0 + 0.5 * 36.9 / 19, 0 + 0.5 * 300 / 29])
+    korin(READ_BACK, tmp_path / "out.zarr", tmp_path / "box")  # korin reads the export (Blosc)
+    for L in range(2):
+        box = np.fromfile(tmp_path / f"box.{2 ** L}", "<i2").reshape(dataset.level(L).shape)
+        np.testing.assert_array_equal(box, np.asarray(dataset.level(L)))
 
 
 def test_images_say_what_happens_to_their_samples(korin, tmp_path):
