@@ -122,3 +122,27 @@ LdaColumnPlan planColumns(const LdaLayout& layout, int first, int minLast, const
   }
   return *best;
 }
+
+LdaColumnPlan planTasks(const LdaLayout& layout, const LdaColumnPlan& plan, int minLast, int minColumns) {
+  if (plan.columns(layout) >= minColumns) return plan;
+  const LdaLevel& base = layout.levels[plan.first];
+  LdaColumnPlan best = plan;
+  for (int last = plan.last; last >= std::max(plan.first, minLast); --last) {
+    LdaColumnPlan tiles = smallestPlan(layout, plan.first, last);
+    tiles.fits = plan.fits;
+    // As large as the aligned tiles may grow while there are still enough of them.
+    for (bool grown = true; grown;) {
+      grown = false;
+      for (int* edge : {&tiles.width, &tiles.height}) {
+        const int axis = edge == &tiles.width ? 0 : 1;
+        const int before = *edge;
+        *edge = std::min(*edge * 2, base.dims[axis]);
+        if (*edge != before && tiles.columns(layout) >= minColumns) grown = true;
+        else *edge = before;
+      }
+    }
+    if (tiles.columns(layout) >= minColumns) return tiles;
+    if (tiles.columns(layout) > best.columns(layout)) best = tiles;
+  }
+  return best;
+}

@@ -40,5 +40,11 @@ struct LdaPassNeeds {
 LdaColumnPlan planColumns(const LdaLayout& layout, int first, int minLast, const LdaPassNeeds& needs,
                           size_t allowance);
 
+// The plan cut into at least `minColumns` columns where the levels' chunks
+// (shards) allow, the fewest levels given up for it (down to `minLast`); a
+// plan of enough columns already comes back as it is. For conversions spread
+// over several processes, each taking columns.
+LdaColumnPlan planTasks(const LdaLayout& layout, const LdaColumnPlan& plan, int minLast, int minColumns);
+
 // Bytes the buffers of a pass take with these columns.
 size_t columnBytes(const LdaLayout& layout, const LdaColumnPlan& plan, const LdaPassNeeds& needs);

@@ -55,6 +55,29 @@ LdaPassNeeds LdaConversion::needsOf(const LdaSlabSource& source) const {
           source.fixedWorkingBytes() + LdaChunkWorkers::bytesHeld(layout.chunkBytes(0), threads, queueLength)};
 }
 
+// A stored level is read back a chunk at a time (LdaStoredLevelSource).
+LdaPassNeeds LdaConversion::storedNeeds(int level) const {
+  return {LdaSlabSource::ROWS_ANYWHERE, 0,
+          2 * layout.chunkBytes(level) * layout.nDataVar + LdaChunkWorkers::bytesHeld(layout.chunkBytes(0), threads, queueLength)};
+}
+
+std::vector<LdaColumnPlan> LdaConversion::plan(const LdaSlabSource& input, int minColumns) const {
+  std::vector<LdaColumnPlan> passes{planTasks(layout, planColumns(layout, 0, 0, needsOf(input), allowance), 0, minColumns)};
+  while (passes.back().last + 1 < layout.numLevels()) {
+    const int first = passes.back().last;
+    passes.push_back(planTasks(layout, planColumns(layout, first, first + 1, storedNeeds(first), allowance), first + 1,
+                               minColumns));
+  }
+  return passes;
+}
+
+LdaRegion LdaConversion::columnOf(const LdaColumnPlan& plan, int column) const {
+  const LdaLevel& level = layout.levels[plan.first];
+  const int across = (level.dims[0] + plan.width - 1) / plan.width;
+  const int x0 = column % across * plan.width, y0 = column / across * plan.height;
+  return {x0, y0, std::min(plan.width, level.dims[0] - x0), std::min(plan.height, level.dims[1] - y0)};
+}
+
 bool LdaConversion::stopAsked() {
   if (!stopped && UxWorkArea::getTheWorkArea()->checkInterrupt(1)) stopped = true;
   return stopped;
@@ -65,32 +88,48 @@ void LdaConversion::advance(size_t samples) {
   UxWorkArea::getTheWorkArea()->setProgress(static_cast<float>(samplesDone / samplesTotal));
 }
 
-LdaOutcome LdaConversion::run(LdaSlabSource& input, std::string& why) {
-  LdaSlabSource* source = &input;
-  std::unique_ptr<LdaStoredLevelSource> stored;
-  for (int first = 0;;) {
-    const bool fromInput = source == &input;
-    const LdaColumnPlan plan = planColumns(layout, first, fromInput ? first : first + 1, needsOf(*source), allowance);
-    if (fromInput && plan.columns(layout) > 1)
-      UxMessage::getTheMsg()->printf("Note: %s is converted in %d columns of %d x %d samples to stay within the memory budget of %s",
-                                     settings.name.c_str(), plan.columns(layout), plan.width, plan.height,
-                                     TbMemoryBudget::format(TbMemoryBudget::bytes()).c_str());
-    const LdaOutcome outcome = runPass(*source, plan, !fromInput, why);
-    if (outcome != LDA_DONE) {
-      workers.abandon();
-      return outcome;
-    }
-    if (!workers.finish()) {
-      why = workers.error();
-      return LDA_FAILED;
-    }
-    if (plan.last + 1 >= layout.numLevels()) return LDA_DONE;
-    // The next levels are built from the last one written, read back from the store.
-    stored = LdaStoredLevelSource::open(folder.path(), plan.last, why);
-    if (!stored) return LDA_FAILED;
-    source = stored.get();
-    first = plan.last;
+// All chunks of a pass written (or the pass given up): the next may read them.
+LdaOutcome LdaConversion::finishPass(LdaOutcome outcome, std::string& why) {
+  if (outcome != LDA_DONE) {
+    workers.abandon();
+    return outcome;
   }
+  if (workers.finish()) return LDA_DONE;
+  why = workers.error();
+  return LDA_FAILED;
+}
+
+LdaOutcome LdaConversion::run(LdaSlabSource& input, std::string& why) {
+  const std::vector<LdaColumnPlan> passes = plan(input);
+  if (passes[0].columns(layout) > 1)
+    UxMessage::getTheMsg()->printf("Note: %s is converted in %d columns of %d x %d samples to stay within the memory budget of %s",
+                                   settings.name.c_str(), passes[0].columns(layout), passes[0].width, passes[0].height,
+                                   TbMemoryBudget::format(TbMemoryBudget::bytes()).c_str());
+  std::unique_ptr<LdaStoredLevelSource> stored;
+  for (size_t pass = 0; pass < passes.size(); ++pass) {
+    if (pass > 0) {  // the next levels are built from the last one written, read back from the store
+      stored = LdaStoredLevelSource::open(folder.path(), passes[pass].first, why);
+      if (!stored) return LDA_FAILED;
+    }
+    const LdaOutcome outcome = finishPass(runPass(pass ? *stored : input, passes[pass], pass > 0, why), why);
+    if (outcome != LDA_DONE) return outcome;
+  }
+  return LDA_DONE;
+}
+
+LdaOutcome LdaConversion::runColumn(LdaSlabSource& input, const std::vector<LdaColumnPlan>& passes, int pass,
+                                    int column, std::string& why) {
+  const LdaColumnPlan& plan = passes[pass];
+  std::unique_ptr<LdaStoredLevelSource> stored;
+  if (pass > 0 && !(stored = LdaStoredLevelSource::open(folder.path(), plan.first, why))) return LDA_FAILED;
+  LdaSlabSource& source = pass > 0 ? *stored : input;
+  LdaColumnWriter writer(layout, plan, pass > 0, settings.sampling, workers, layout.sharded() ? &shards : nullptr,
+                         folder, [this] { return stopAsked(); });
+  if (!writer.allocate(true)) {
+    why = writer.error();
+    return LDA_FAILED;
+  }
+  return finishPass(runRegion(source, writer, columnOf(plan, column), false, why), why);
 }
 
 LdaOutcome LdaConversion::runPass(LdaSlabSource& source, const LdaColumnPlan& plan, bool firstIsStored,
@@ -102,26 +141,25 @@ LdaOutcome LdaConversion::runPass(LdaSlabSource& source, const LdaColumnPlan& pl
     why = writer.error();
     return LDA_FAILED;
   }
-  const LdaLevel& level = layout.levels[plan.first];
-  for (int y0 = 0; y0 < level.dims[1]; y0 += plan.height)
-    for (int x0 = 0; x0 < level.dims[0]; x0 += plan.width) {
-      const LdaRegion column{x0, y0, std::min(plan.width, level.dims[0] - x0), std::min(plan.height, level.dims[1] - y0)};
-      const LdaOutcome outcome = runColumn(source, writer, column, mapped, why);
-      if (outcome != LDA_DONE) return outcome;
-    }
+  for (int column = 0; column < plan.columns(layout); ++column) {
+    const LdaOutcome outcome = runRegion(source, writer, columnOf(plan, column), mapped, why);
+    if (outcome != LDA_DONE) return outcome;
+  }
   return LDA_DONE;
 }
 
-// A slice at a time, so that Ctrl-C is noticed within one slice's read.
+// A slice at a time, so that Ctrl-C is noticed within one slice's read;
+// a stored level, whose chunks hold many slices, a slab at a time.
 bool LdaConversion::readSlab(LdaSlabSource& source, const LdaRegion& column, int first, int count,
                              unsigned char* out) {
+  if (source.readsWholeSlabs()) return !stopAsked() && source.read(column, first, count, out);
   const size_t slice = column.samples() * source.sampleBytes();
   for (int z = first; z < first + count; ++z, out += slice)
     if (stopAsked() || !source.read(column, z, 1, out)) return false;
   return true;
 }
 
-LdaOutcome LdaConversion::runColumn(LdaSlabSource& source, LdaColumnWriter& writer, const LdaRegion& column,
+LdaOutcome LdaConversion::runRegion(LdaSlabSource& source, LdaColumnWriter& writer, const LdaRegion& column,
                                     bool mapped, std::string& why) {
   writer.start(column);
   const int depth = source.dims[2];

@@ -42,6 +42,9 @@ class LdaSlabSource {
   virtual bool mapsSlices() const { return false; }
   virtual const unsigned char* map(int /*first*/, int /*count*/) { return nullptr; }
   virtual SplitCost splitCost() const { return ROWS_ANYWHERE; }
+  // True for a source that decodes whole chunks of slices: it reads a slab in
+  // one call, not a slice at a time.
+  virtual bool readsWholeSlabs() const { return false; }
   // Memory the source holds while reading, beside the caller's buffer: bytes
   // for each sample of the region it reads, and bytes whatever the region.
   virtual size_t stagingPerSample() const { return 0; }

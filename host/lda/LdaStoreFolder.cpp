@@ -44,6 +44,9 @@ LdaStoreFolder::LdaStoreFolder(std::string outputPath)
     : output(std::move(outputPath)),
       temporary(output + kWritingMark + std::to_string(static_cast<long>(::getpid()))) {}
 
+LdaStoreFolder::LdaStoreFolder(std::string outputPath, std::string folder)
+    : output(std::move(outputPath)), temporary(std::move(folder)) {}
+
 LdaStoreFolder::~LdaStoreFolder() {
   if (created) removeStoreTree(temporary);
 }
@@ -84,6 +87,25 @@ bool LdaStoreFolder::makeFolder(const std::string& key, std::string& why) {
     return false;
   }
   folders.insert(key);
+  return true;
+}
+
+bool LdaStoreFolder::adoptTree(std::string& why) { return adopt("", why); }
+
+bool LdaStoreFolder::adopt(const std::string& key, std::string& why) {
+  const std::string path = key.empty() ? temporary : temporary + "/" + key;
+  std::vector<std::string> names;
+  if (io().list(path.c_str(), &names) != 0) {
+    why = reason(path);
+    return false;
+  }
+  for (const std::string& name : names) {
+    const std::string child = key.empty() ? name : key + "/" + name;
+    TbFileInfo info;
+    if (io().stat((temporary + "/" + child).c_str(), &info) != 0 || info.kind != TbFileInfo::FOLDER) continue;
+    folders.insert(child);
+    if (!adopt(child, why)) return false;
+  }
   return true;
 }
 

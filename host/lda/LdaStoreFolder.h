@@ -15,12 +15,18 @@
 // removes what a dead earlier run left beside the output. Every file call
 // goes through the file seam. create, makeFolder and commit answer false
 // with `why` set (the path and the system's reason).
+//
+// A conversion spread over processes (LdaJob) names the folder itself, makes
+// it in one process and writes and commits it in others: `keep` leaves the
+// folder to the caller when the object goes away, and `adoptTree` takes up
+// the folders other processes made, so that commit syncs them too.
 #include <set>
 #include <string>
 
 class LdaStoreFolder {
  public:
   explicit LdaStoreFolder(std::string output);
+  LdaStoreFolder(std::string output, std::string folder);
   ~LdaStoreFolder();
   LdaStoreFolder(const LdaStoreFolder&) = delete;
   LdaStoreFolder& operator=(const LdaStoreFolder&) = delete;
@@ -31,9 +37,12 @@ class LdaStoreFolder {
   // unless it was made already.
   bool makeFolder(const std::string& key, std::string& why);
   bool commit(std::string& why);
+  void keep() { created = false; }
+  bool adoptTree(std::string& why);
 
  private:
   void removeLeftovers() const;
+  bool adopt(const std::string& key, std::string& why);
   bool syncFolders(std::string& why) const;
   bool putInPlace(std::string& why);
 

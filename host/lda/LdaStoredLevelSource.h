@@ -18,6 +18,7 @@ class LdaStoredLevelSource : public LdaSlabSource {
 
   bool read(const LdaRegion& region, int first, int count, unsigned char* out) override;
   size_t fixedWorkingBytes() const override;
+  bool readsWholeSlabs() const override { return true; }
   nlohmann::json describe() const override;
 
  private:

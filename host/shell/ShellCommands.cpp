@@ -6,6 +6,7 @@
 
 #include "host/base/TbMemoryBudget.h"
 #include "host/lda/LdaFormatSetting.h"
+#include "host/lda/LdaJob.h"
 #include "host/types/TbTypeInfo.h"
 #include "host/dialogs/UxBatchAnswers.h"
 #include "host/objects/UxCmdInfo.h"
@@ -138,6 +139,29 @@ int omeZarrVersionCommand(KorinShell&, Tcl_Interp* interp, int argc, const char*
   return TCL_OK;
 }
 
+// The steps of a tiled conversion spread over processes (see host/lda/LdaJob.h).
+int ldaJobCommand(KorinShell&, Tcl_Interp* interp, int argc, const char** argv) {
+  const std::string step = argv[1];
+  const bool replace = argc > 3 && std::strcmp(argv[argc - 1], "replace") == 0;
+  int pass = 0, column = 0;
+  bool done;
+  if (step == "prepare" && argc == 4) {
+    done = ldaJobPrepare(argv[2], argv[3]);
+  } else if (step == "column" && argc == 6) {
+    if (!parseIntWord(interp, "ldaJob", "PASS", argv[4], &pass) || !parseIntWord(interp, "ldaJob", "COLUMN", argv[5], &column))
+      return TCL_ERROR;
+    done = ldaJobColumn(argv[2], argv[3], pass, column);
+  } else if ((step == "commit" || step == "run") && argc == 3 + (replace ? 1 : 0)) {
+    done = step == "commit" ? ldaJobCommit(argv[2], replace) : ldaJobRun(argv[2], replace);
+  } else {
+    Tcl_VaSetResult(interp, "ldaJob: expected prepare JOB PLAN, column JOB PLAN PASS COLUMN, commit JOB ?replace? or run JOB ?replace?");
+    return TCL_ERROR;
+  }
+  if (done) return TCL_OK;
+  Tcl_VaSetResult(interp, "ldaJob: %s failed", argv[1]);
+  return TCL_ERROR;
+}
+
 int exitCommand(KorinShell& shell, Tcl_Interp* interp, int argc, const char** argv) {
   int status = 0;
   if (argc > 1 && !parseIntWord(interp, "exit", "CODE", argv[1], &status)) return TCL_ERROR;
@@ -154,6 +178,7 @@ const ShellCommand kShellCommands[] = {
     {"newLattice", 6, 12, kNewLatticeUsage, newLatticeCommand, nullptr, false},
     {"memoryBudget", 0, 1, "?SIZE?", memoryBudgetCommand, nullptr, false},
     {"omeZarrVersion", 0, 1, "?0.4|0.5?", omeZarrVersionCommand, nullptr, false},
+    {"ldaJob", 2, 5, "STEP JOB ?WORD ...?", ldaJobCommand, nullptr, false},
     {"exit", 0, 1, "?CODE?", exitCommand, nullptr, false},
 };
 

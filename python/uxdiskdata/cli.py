@@ -1,8 +1,11 @@
-"""python -m uxdiskdata info PATH | export PATH OUT.zarr"""
+"""python -m uxdiskdata info PATH | export PATH OUT.zarr | convert ... INPUT... OUTPUT.lda"""
 import argparse
 import sys
 
 from . import open as open_set
+from .convert import add_arguments as add_convert_arguments
+from .convert import check_arguments as check_convert_arguments
+from .convert import convert
 from .errors import DiskDataError
 
 
@@ -38,7 +41,13 @@ def main(argv=None):
     exporter = commands.add_parser("export", help="write the set as an OME-Zarr image (needs zarr)")
     exporter.add_argument("path")
     exporter.add_argument("out")
+    converter = commands.add_parser("convert", help="convert raw or TIFF input into an lda store, on a dask "
+                                    "cluster if asked (needs korin, and python3-distributed for a cluster)")
+    add_convert_arguments(converter)
     args = parser.parse_args(argv)
+    if args.command == "convert":
+        check_convert_arguments(converter, args)
+        return convert(args)
     try:
         with open_set(args.path) as dataset:
             if args.command == "info":

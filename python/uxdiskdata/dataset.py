@@ -33,6 +33,8 @@ class DiskDataSet:
         files = BlockFiles(template, block_size, self.lattice.num_blocks, self.path)
         self._pyramid = Pyramid(self.lattice, files, dtype, description.n_data_var)
         self._levels = [LevelView(self._pyramid, level) for level in range(self.levels)]
+        for view in self._levels:
+            view._origin = self.path
         self.shape = self._levels[0].shape
         self.dtype = self._levels[0].dtype
         self.type_name = PRIM_TYPE_NAMES[description.prim_type]
@@ -45,6 +47,10 @@ class DiskDataSet:
         if not 0 <= level < self.levels:
             raise IndexError(f"level {level} is not among the {self.levels} levels of {self.path}")
         return self._levels[level]
+
+    def to_dask(self):
+        """Level 0 as a lazy dask.array."""
+        return self._levels[0].to_dask()
 
     def __getitem__(self, key):
         return self._levels[0][key]

@@ -74,8 +74,9 @@ def translation_of(dataset, rank):
 class LdaLevelView(SlicedLevel):
     """One stored level: slicing reads the chunks under the slice."""
 
-    def __init__(self, array, roles, level):
-        self._array, self._roles, self.level = array, roles, level
+    def __init__(self, array, roles, level, origin):
+        self._array, self._roles, self.level, self._origin = array, roles, level, origin
+        self._unit = tuple(array.chunks[roles[a]] if roles[a] is not None else 1 for a in "zyx")
         spatial = tuple(array.shape[roles[a]] if roles[a] is not None else 1 for a in "zyx")
         components = array.shape[roles["c"]] if roles["c"] is not None else 1
         self.shape = spatial + ((components,) if components > 1 else ())
@@ -131,7 +132,7 @@ class LdaSet:
             array = ZarrArray(os.path.join(folder, key), version)
             if len(array.shape) != rank:
                 raise DiskDataError(array.meta_path, f"its shape has not {rank} axes")
-            self._levels.append(LdaLevelView(array, roles, len(self._levels)))
+            self._levels.append(LdaLevelView(array, roles, len(self._levels), path))
             self.factors.append(tuple(factors[roles[a]] if roles[a] is not None else 1 for a in "zyx"))
         first = self._levels[0]
         self.levels = len(self._levels)
@@ -161,6 +162,10 @@ class LdaSet:
         if not 0 <= level < self.levels:
             raise IndexError(f"level {level} is not among the {self.levels} levels of {self.path}")
         return self._levels[level]
+
+    def to_dask(self):
+        """Level 0 as a lazy dask.array."""
+        return self._levels[0].to_dask()
 
     def __getitem__(self, key):
         return self._levels[0][key]

@@ -82,6 +82,11 @@ class SlicedLevel:
     def _read(self, axes):
         raise NotImplementedError
 
+    def to_dask(self):
+        """A lazy dask.array of the level: a task per group of whole blocks or chunks (Debian's python3-dask)."""
+        from .daskarray import level_array
+        return level_array(self._origin, self.level, self, self._unit)
+
 
 class LevelView(SlicedLevel):
     """A level of a disk-data set, read block by block."""
@@ -95,6 +100,8 @@ class LevelView(SlicedLevel):
         components = pyramid.block_shape[3]
         self.shape = self._spatial + ((components,) if components > 1 else ())
         self.dtype = pyramid.dtype.newbyteorder("=")
+        self._unit = self._blocking
+        self._origin = None  # the set's description file, given by the set
 
     def __repr__(self):
         return f"<level {self.level} of a disk-data set: shape {self.shape}, {self.dtype}>"
