@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cerrno>
 #include <cstring>
 
 #include "host/base/TbFileIO.h"
@@ -54,6 +55,7 @@ bool BlockManager::isSupportedGeometry(int blockSize, int numBlocks, int maxFile
 void BlockManager::init(const char* name, int blockSize_, int numBlocks_, int elemSize_,
                         int maxFileSize_, int littleEndian_) {
   maxFileSize = maxFileSize_ ? maxFileSize_ : kDefaultMaxFileSize;
+  setName = name;
   filename = name;
   const char* mark = std::strstr(filename.getString(), kNumberMark);
   if (mark) {
@@ -104,13 +106,30 @@ int64_t BlockManager::fileBytes(int n) const {
 
 BlockManager* BlockManager::create(const char* name, int blockSize, int numBlocks, int elemSize,
                                    int maxFileSize, int littleEndian, int yesToAll) {
+  return create(name, blockSize, numBlocks, elemSize, maxFileSize, littleEndian, yesToAll, nullptr);
+}
+
+BlockManager* BlockManager::create(const char* name, int blockSize, int numBlocks, int elemSize,
+                                   int maxFileSize, int littleEndian, int yesToAll, const char* staleDescription) {
   if (!isSupportedGeometry(blockSize, numBlocks, maxFileSize)) {
     UxMessage::getTheMsg()->printf("Error: %s needs more than 10000 block files or a block larger than one file", name);
     return nullptr;
   }
   BlockManager* manager = new BlockManager;
   manager->init(name, blockSize, numBlocks, elemSize, maxFileSize, littleEndian);
-  if (!manager->sizeFiles(yesToAll)) {
+  if (!manager->askOverwrite(yesToAll) || !manager->lockFlags(true)) {
+    delete manager;
+    return nullptr;
+  }
+  // The old description goes first: files cut under it would no longer hold its set.
+  if (staleDescription && io().size(staleDescription) >= 0 &&
+      (io().unlink(staleDescription) != 0 || io().syncFolder(TbFileIO::folderOf(staleDescription).c_str()) != 0)) {
+    manager->noteFailure(staleDescription, errno);
+    UxMessage::getTheMsg()->printf("Error: can't replace %s", manager->failure().c_str());
+    delete manager;
+    return nullptr;
+  }
+  if (!manager->cutFiles()) {
     delete manager;
     return nullptr;
   }
@@ -126,10 +145,9 @@ BlockManager* BlockManager::create(const char* name, int blockSize, int numBlock
   return manager;
 }
 
-// Asks before overwriting (unless yesToAll), then gives every file of the set
-// its length, empty of any older content. 0 when the user says "No" (nothing
-// touched) or a file cannot be made (every file of the set removed).
-int BlockManager::sizeFiles(int yesToAll) {
+// Asks before overwriting (unless yesToAll). 0 when the user says "No":
+// nothing touched.
+int BlockManager::askOverwrite(int yesToAll) {
   const int files = numFiles();
   for (int n = -1; n < files && !yesToAll; ++n) {
     setFileNum(n);
@@ -140,22 +158,67 @@ int BlockManager::sizeFiles(int yesToAll) {
     if (answer == 0) return 0;
     if (answer == 2) break;
   }
+  return 1;
+}
+
+// Takes the set's writer lock on its valid-flag file (made when `create`).
+// 0 when another writer holds it: a new set is refused with a message, an
+// existing one is opened read-only with a notice.
+int BlockManager::lockFlags(bool create) {
+  const std::string flags = nameOf(-1);
+  const bool existed = io().size(flags.c_str()) >= 0;
+  validsFd = openChecked(flags.c_str(), O_RDWR | (create ? O_CREAT : 0));
+  if (validsFd < 0) {
+    if (create) UxMessage::getTheMsg()->printf("Error: can't create %s", lastFailure.c_str());
+    return create ? 0 : 1;  // an existing set opens read-only; its flags are read again below
+  }
+  if (io().lock(validsFd) == 0) return 1;
+  io().close(validsFd);
+  validsFd = -1;
+  if (create && !existed) io().unlink(flags.c_str());
+  UxMessage::getTheMsg()->printf(create ? "Error: %s is being written by another writer; it was left alone"
+                                        : "Notice: %s is being written by another writer; it is opened read-only",
+                                 setName.c_str());
+  return 0;
+}
+
+// Gives every file of the set its length, empty of any older content. 0 when a
+// file cannot be made (every file of the set removed).
+int BlockManager::cutFiles() {
+  const int files = numFiles();
   for (int n = -1; n < files; ++n) {
     setFileNum(n);
-    int fd = io().open(filename.getString(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-    if (fd < 0) {
-      deleteFiles();
-      return 0;
-    }
-    bool sized = io().truncate(fd, fileBytes(n)) == 0;
-    io().close(fd);
-    if (!sized) {
-      io().unlink(filename.getString());
-      deleteFiles();
-      return 0;
-    }
+    const int fd = io().open(filename.getString(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    const bool sized = fd >= 0 && io().truncate(fd, fileBytes(n)) == 0;
+    if (!sized) noteFailure(filename.str(), errno);
+    if (fd >= 0) io().close(fd);
+    if (sized) continue;
+    UxMessage::getTheMsg()->printf("Error: can't create %s", lastFailure.c_str());
+    if (fd >= 0) io().unlink(filename.getString());
+    deleteFiles();
+    return 0;
   }
   return 1;
+}
+
+void BlockManager::noteFailure(const std::string& file, int error) {
+  noteFailure(file, std::strerror(error ? error : EIO));
+}
+
+void BlockManager::noteFailure(const std::string& file, const char* reason) { lastFailure = file + ": " + reason; }
+
+// A pipe, a device or a folder is refused without being waited on.
+int BlockManager::openChecked(const char* path, int flags) {
+  const int fd = io().open(path, flags | O_NONBLOCK, 0666);
+  if (fd < 0) {
+    noteFailure(path, errno);
+    return -1;
+  }
+  TbFileInfo info;
+  if (io().fstat(fd, &info) == 0 && info.kind == TbFileInfo::REGULAR) return fd;
+  io().close(fd);
+  noteFailure(path, "not a regular file");
+  return -1;
 }
 
 // Block data files numbered past this set's and the intent record belong to an
@@ -171,6 +234,7 @@ void BlockManager::removeFilesOfAnOlderSet() {
 
 BlockManager* BlockManager::open(const char* name, int blockSize, int numBlocks, int elemSize,
                                  int maxFileSize, int littleEndian) {
+  openFailure().clear();
   if (!isSupportedGeometry(blockSize, numBlocks, maxFileSize)) return nullptr;
   BlockManager* manager = new BlockManager;
   manager->init(name, blockSize, numBlocks, elemSize, maxFileSize, littleEndian);
@@ -180,22 +244,42 @@ BlockManager* BlockManager::open(const char* name, int blockSize, int numBlocks,
     if (!manager->filename.isWriteable()) allWriteable = false;
     if (!manager->filename.isReadable()) {
       UxMessage::getTheMsg()->printf("Error: can't read %s", manager->filename.getString());
-      delete manager;
-      return nullptr;
+      return refuseOpen(manager);
     }
   }
   manager->setFileNum(-1);
   if (!manager->filename.isWriteable()) allWriteable = false;
   manager->writable = allWriteable ? 1 : 0;
-  if (!manager->checkFileLengths() || !manager->readValids()) {
+  if (!manager->checkFileLengths()) {
+    return refuseOpen(manager);
+  }
+  if (manager->writable && !manager->lockFlags(false)) manager->writable = 0;
+  if (!manager->readValids()) {
     if (manager->validsMagicWrong)
       UxMessage::getTheMsg()->printf("Error: %s is not the valid-flag file of this set", manager->nameOf(-1).c_str());
-    delete manager;
-    return nullptr;
+    return refuseOpen(manager);
   }
-  manager->intentFound = manager->intent.load(manager->intentEntries);
+  manager->intentFound = manager->intent.load(manager->intentEntries, numBlocks);
+  if (manager->intentFound == IntentRecord::NOT_A_FILE) {
+    UxMessage::getTheMsg()->printf("Error: %s is not a regular file", manager->intent.name().c_str());
+    return refuseOpen(manager);
+  }
   return manager;
 }
+
+// Keeps why open refused, for the caller's message, and lets the manager go.
+BlockManager* BlockManager::refuseOpen(BlockManager* manager) {
+  openFailure() = manager->lastFailure;
+  delete manager;
+  return nullptr;
+}
+
+std::string& BlockManager::openFailure() {
+  static std::string failure;
+  return failure;
+}
+
+const std::string& BlockManager::lastOpenFailure() { return openFailure(); }
 
 // Block data files shorter than their blocks, or a valid-flag file of another
 // length, belong to no set of this shape.
@@ -224,7 +308,7 @@ int BlockManager::openFile(int n) {
     openFileNum = -1;
   }
   setFileNum(n);
-  dataFd = io().open(filename.getString(), writable ? O_RDWR : O_RDONLY, 0);
+  dataFd = openChecked(filename.getString(), writable ? O_RDWR : O_RDONLY);
   if (dataFd < 0) return 0;
   openFileNum = n;
   return 1;
@@ -233,7 +317,7 @@ int BlockManager::openFile(int n) {
 int BlockManager::openValids() {
   if (validsFd >= 0) return 1;
   setFileNum(-1);
-  validsFd = io().open(filename.getString(), writable ? O_RDWR : O_RDONLY, 0);
+  validsFd = openChecked(filename.getString(), writable ? O_RDWR : O_RDONLY);
   return validsFd >= 0 ? 1 : 0;
 }
 
@@ -244,7 +328,10 @@ int BlockManager::readValids() {
   char magic[8];
   std::vector<unsigned char> bitmap(static_cast<size_t>(bytes));
   iovec parts[2] = {{magic, 8}, {bitmap.data(), static_cast<size_t>(bytes)}};
-  if (io().preadv(validsFd, parts, 2, 0) != 8 + bytes) return 0;
+  if (io().preadv(validsFd, parts, 2, 0) != 8 + bytes) {
+    noteFailure(nameOf(-1), errno);
+    return 0;
+  }
   if (std::memcmp(magic, kValidsMagic, 8) != 0) {
     validsMagicWrong = true;
     return 0;
@@ -268,7 +355,11 @@ int BlockManager::syncWrittenFiles() {
   for (int pass = 0; pass < 2; ++pass) {  // the open file first, so it stays the open one
     for (int f = 0; f < files; ++f) {
       if (!unsyncedFile[f] || (pass == 0) != (f == openFileNum)) continue;
-      if (!openFile(f) || io().sync(dataFd) != 0) return 0;
+      if (!openFile(f)) return 0;
+      if (io().sync(dataFd) != 0) {
+        noteFailure(nameOf(f), errno);
+        return 0;
+      }
       unsyncedFile[f] = 0;
     }
   }
@@ -284,13 +375,17 @@ void BlockManager::keepStoredFlagsAndNew() {
 int BlockManager::writeValids() {
   if (!writable) return 0;
   if (!validsModified) return 1;
-  if (setsNewFlags() && !syncWrittenFiles()) return 0;
+  const bool newFlags = setsNewFlags();
+  if (newFlags && !syncWrittenFiles()) return 0;
   if (!openValids()) return 0;
   const int bytes = bitmapBytes(numBlocks);
   iovec parts[2] = {{const_cast<char*>(kValidsMagic), 8}, {valids.dataPtr(), static_cast<size_t>(bytes)}};
+  errno = 0;
   const bool stored = io().pwritev(validsFd, parts, 2, 0) == 8 + bytes;
-  // The record may go only once the flags that replace it are durable.
-  if (!stored || (intent.present() && io().sync(validsFd) != 0)) {
+  // The record may go only once the flags that replace it are durable; new
+  // flags are durable before writeValids says they are stored.
+  if (!stored || ((newFlags || intent.present()) && io().sync(validsFd) != 0)) {
+    noteFailure(nameOf(-1), errno ? errno : ENOSPC);
     keepStoredFlagsAndNew();
     return 0;
   }
@@ -338,13 +433,24 @@ int BlockManager::transferRun(void* data, int first, int count, bool writing) {
     if (!openFile(f)) return 0;
     if (writing) {
       if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
+      errno = 0;
       const int64_t put = io().pwrite(dataFd, bytes, n, offsetOf(b));
+      const int error = errno ? errno : ENOSPC;  // a short write without a reason: the disk is full
       if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
       unsyncedFile[f] = 1;
       noteLanded(b, inFile, put > 0 ? static_cast<int>(put / blockSize) : 0);
-      if (put != n) return 0;
+      if (put != n) {
+        noteFailure(nameOf(f), error);
+        return 0;
+      }
+      // Writeback begins now, so the sync before the flags finds little left.
+      io().startWriteback(dataFd, offsetOf(b), n);
     } else {
-      if (io().pread(dataFd, bytes, n, offsetOf(b)) != n) return 0;
+      errno = 0;
+      if (io().pread(dataFd, bytes, n, offsetOf(b)) != n) {
+        noteFailure(nameOf(f), errno ? errno : EIO);
+        return 0;
+      }
       if (swap) swapBytes(bytes, static_cast<int>(n), elemSize);
     }
     bytes += n;

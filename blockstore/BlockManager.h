@@ -23,6 +23,20 @@
 // create of a set whose files exist (the user agreed to overwrite) gives every
 // file its new length with no old content left, and removes higher-numbered
 // block data files and the intent record of an older set of the same name.
+// Given the description of the set it replaces (`staleDescription`), create
+// removes it, durably, before the first old file is cut, so a failure part way
+// never leaves the old description over files that no longer hold its set.
+//
+// One writer at a time: a manager that writes holds an exclusive advisory
+// lock of the valid-flag file (TbFileIO::lock) until it goes away. create
+// refuses a set another writer holds — in this process or another — with a
+// console message naming it, before anything is touched; open of such a set
+// opens it read-only, with a notice. Readers take no lock.
+//
+// failure() names the file and the system's reason of the last call that
+// failed ("/d/x.km-0000.dat: No space left on device"), for messages; a file
+// that is not a regular file (a pipe, a device, a folder) is refused without
+// being waited on.
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,6 +50,8 @@ class UXDD_API BlockManager {
  public:
   static BlockManager* create(const char* filename, int blockSize, int numBlocks, int elemSize,
                               int maxFileSize, int littleEndian, int yesToAll);
+  static BlockManager* create(const char* filename, int blockSize, int numBlocks, int elemSize,
+                              int maxFileSize, int littleEndian, int yesToAll, const char* staleDescription);
   static BlockManager* open(const char* filename, int blockSize, int numBlocks, int elemSize,
                             int maxFileSize, int littleEndian);
 
@@ -89,6 +105,11 @@ class UXDD_API BlockManager {
   int recordIntent(const IntentEntry& entry);
   IntentRecord& intentRecord() { return intent; }
 
+  const std::string& failure() const { return lastFailure; }
+  // The system's reason the last open returned null, as failure() says it;
+  // empty when there was none (a refusal prints its own message).
+  static const std::string& lastOpenFailure();
+
   // Sets whose numbers cannot name distinct files, or whose block does not fit a file.
   static bool isSupportedGeometry(int blockSize, int numBlocks, int maxFileSize);
 
@@ -111,7 +132,14 @@ class UXDD_API BlockManager {
   std::vector<IntentEntry> intentEntries;
 
  private:
-  int sizeFiles(int yesToAll);
+  static BlockManager* refuseOpen(BlockManager* manager);
+  static std::string& openFailure();
+  int askOverwrite(int yesToAll);
+  int lockFlags(bool create);
+  int cutFiles();
+  int openChecked(const char* path, int flags);
+  void noteFailure(const std::string& file, int error);
+  void noteFailure(const std::string& file, const char* reason);
   void removeFilesOfAnOlderSet();
   bool checkFileLengths();
   int64_t offsetOf(int b) const { return static_cast<int64_t>(b % blocksPerFile()) * blockSize; }
@@ -125,6 +153,8 @@ class UXDD_API BlockManager {
   std::vector<unsigned char> unsyncedFile;  // per block data file: written since its last sync
   IntentRecord intent;
   bool validsMagicWrong = false;
+  std::string setName;  // as given, for messages
+  std::string lastFailure;
 };
 
 // 1 when the machine stores an int of value 1 with its first byte equal to 1.

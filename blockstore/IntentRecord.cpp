@@ -46,17 +46,24 @@ bool writeDurably(const std::string& path, int flags, const unsigned char* bytes
 }
 }  // namespace
 
-IntentRecord::Content IntentRecord::load(std::vector<IntentEntry>& entries) {
+IntentRecord::Content IntentRecord::load(std::vector<IntentEntry>& entries, int64_t mostEntries) {
   entries.clear();
-  const int64_t size = io().size(path.c_str());
-  onDisk = size >= 0;
   length = 0;
-  if (!onDisk) return ABSENT;
-  if (size < 8 || size > kLongestRecord) return UNREADABLE;
-  std::vector<unsigned char> bytes(static_cast<size_t>(size));
-  const int fd = io().open(path.c_str(), O_RDONLY, 0);
+  TbFileInfo info;
+  if (io().stat(path.c_str(), &info) != 0) {
+    onDisk = errno != ENOENT;  // a record that cannot be looked at may be there
+    return onDisk ? UNREADABLE : ABSENT;
+  }
+  onDisk = true;
+  if (info.kind != TbFileInfo::REGULAR) return NOT_A_FILE;
+  const int64_t size = info.size;
+  if (size < 8 || size > kLongestRecord || (size - 8) / kEntryBytes > mostEntries) return UNREADABLE;
+  // Not waiting for a writer, should a pipe take the record's place meanwhile.
+  const int fd = io().open(path.c_str(), O_RDONLY | O_NONBLOCK, 0);
   if (fd < 0) return UNREADABLE;
-  const bool read = io().pread(fd, bytes.data(), size, 0) == size;
+  std::vector<unsigned char> bytes(static_cast<size_t>(size));
+  const bool read = io().fstat(fd, &info) == 0 && info.kind == TbFileInfo::REGULAR &&
+                    io().pread(fd, bytes.data(), size, 0) == size;
   io().close(fd);
   if (!read || std::memcmp(bytes.data(), kMagic, 8) != 0) return UNREADABLE;
   const int64_t whole = (size - 8) / kEntryBytes;

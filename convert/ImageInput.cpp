@@ -138,7 +138,7 @@ bool convertStack(SliceChunkWriter& writer, const InputList& files, const Stack&
       if (convertImage(files[i], stack, components, writer.chunk() + (i - s) * sliceBytes) == FAILED) return false;
     }
     if (!writer.store(s, n)) {
-      console().printf("Error: can't write the slices from %d on", s);
+      console().printf("Error: can't write the slices from %d on: %s", s, writer.failure());
       return false;
     }
   }
@@ -201,6 +201,5 @@ int UxConvertToDiskData::readerImg2UxDiskData(InputList files, const char* outNa
   if (!writer.start(outName, dims, components, TbPrimType::UINT8, stack.box, SliceChunkWriter::MEASURED) ||
       !convertStack(writer, files, stack, components))
     return 0;
-  writer.finish();
-  return 1;
+  return writer.finish() ? 1 : 0;
 }

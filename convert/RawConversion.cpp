@@ -103,13 +103,12 @@ int UxConvertToDiskData::convertRaw(InputList files, const char* outName, const 
     if (!input.read(writer.chunk(), s, n)) return 0;
     if (swap) TbRawData::swapBytes(TbTypedPointer(writer.chunk(), primType), static_cast<unsigned long>(n * sliceBytes / elemSize));
     if (!writer.store(s, n)) {
-      console().printf("Error: can't write %s", outName);
+      console().printf("Error: can't write %s", writer.failure());
       return 0;
     }
     // The fraction set before the chunk counts it as done already; once it is
     // stored that is true, and a line shown now has a fair time left.
     work->setProgress(static_cast<float>(s + n) / static_cast<float>(dims[2]));
   }
-  writer.finish();
-  return 1;
+  return writer.finish() ? 1 : 0;
 }

@@ -69,13 +69,24 @@ bool SliceChunkWriter::store(int first, int n) {
 // read. A conversion stopped early builds the levels over what it stored only:
 // the rest is computed when read, and Ctrl-C does not wait for levels over
 // slices nobody wrote.
-void SliceChunkWriter::finish() {
+bool SliceChunkWriter::finish() {
   if (storedSlices < dims[2])
     data->updateLevelsOver(storedSlices);
   else
     data->updateAllLevels();
   const LatticeManager& lattice = *data->latticeManager;
-  if (!lattice.coarseLevelsCurrentOver(storedSlices) || lattice.blockManager->validsModified)
+  BlockManager& blocks = *lattice.blockManager;
+  if (blocks.validsModified && !blocks.writeValids()) {
+    console().printf("Error: can't store the valid flags of %s", data->filename.getString());
+    console().printf("%s", failure());
+    return false;
+  }
+  if (!lattice.coarseLevelsCurrentOver(storedSlices))
     console().printf("Warning: the coarser levels of %s could not all be stored; they will be computed when read",
                      data->filename.getString());
+  return true;
+}
+
+const char* SliceChunkWriter::failure() const {
+  return data ? data->latticeManager->blockManager->failure().c_str() : "";
 }

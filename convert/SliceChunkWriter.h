@@ -9,9 +9,12 @@
 //
 // Contract on failure: start returns false after a console message, with no
 // set created when the buffer could not be had; store returns false and prints
-// nothing (the reader names what failed). A failed conversion leaves the set's
-// files behind as far as they were written. finish warns, naming the set, when
-// a coarser level could not be stored.
+// nothing (the reader names what failed, with failure()). A failed conversion
+// leaves the set's files behind as far as they were written, flagged as far as
+// the flags could be stored. finish warns, naming the set, when a coarser level
+// could not be stored, and returns false, with a message naming the file and
+// the system's reason, when the valid flags of the slices stored could not be
+// made durable: the set would load as never written.
 #include <cstdint>
 
 #include "host/base/TbPrimType.h"
@@ -41,8 +44,10 @@ class UXDD_API SliceChunkWriter {
   unsigned char* chunk() const { return buffer; }
   // Stores the first n slices of the chunk as slices first .. first + n - 1.
   bool store(int first, int n);
-  // Builds the coarser levels from the slices stored.
-  void finish();
+  // Builds the coarser levels from the slices stored and stores the flags.
+  bool finish();
+  // The file and the system's reason of the last failed store.
+  const char* failure() const;
   UxDiskData* diskData() const { return data; }
 
  private:

@@ -1,5 +1,6 @@
 #include "diskdata/UxDiskData.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -46,10 +47,12 @@ TbFilename askDescriptionName() {
 }
 
 // Opens a new block file set, catching the one failure reported by exception.
-BlockManager* createBlockFiles(const char* name, const LatticeManager& lattice, int yesToAll) {
+// An older description being replaced is removed before its block files are cut.
+BlockManager* createBlockFiles(const char* name, const LatticeManager& lattice, int yesToAll,
+                               const char* staleDescription) {
   try {
     return BlockManager::create(name, lattice.blockBytes(), lattice.numBlocks, lattice.primType.size(),
-                                0, 1, yesToAll);
+                                0, 1, yesToAll, staleDescription);
   } catch (int) {
     UxMessage::getTheMsg()->printf("Error: can't write the valid flags of %s", name);
     return nullptr;
@@ -141,7 +144,8 @@ UxDiskData* UxDiskData::create(const char* filename, const char* dataFilePath, c
   if (answer == 0) return nullptr;
 
   LatticeManager* lattice = new LatticeManager(dims, kBlocking, nDataVar, primType);
-  BlockManager* blocks = createBlockFiles(blockFiles.getString(), *lattice, answer == 2);
+  BlockManager* blocks = createBlockFiles(blockFiles.getString(), *lattice, answer == 2,
+                                         answer > 0 ? description.getString() : nullptr);
   if (!blocks) {
     delete lattice;
     return nullptr;
@@ -152,7 +156,9 @@ UxDiskData* UxDiskData::create(const char* filename, const char* dataFilePath, c
   data->dataFilePath = blockFiles;
   data->filename = description;
   if (!data->saveDescription(description.getString(), nullptr)) {
+    const int reason = errno ? errno : EIO;
     UxMessage::getTheMsg()->printf("failed to save %s", description.getString());
+    UxMessage::getTheMsg()->printf("%s: %s", description.getString(), std::strerror(reason));
     blocks->deleteFiles();
     delete data;
     return nullptr;

@@ -82,6 +82,7 @@ int UxDiskData::readKorinMesh(KorinMesh* mesh, const char* path) {
                                             lattice->primType.size(), 0, 1);
   if (!blocks) {
     UxMessage::getTheMsg()->printf("Error opening %s or one of it's data files", path);
+    if (!BlockManager::lastOpenFailure().empty()) UxMessage::getTheMsg()->printf("%s", BlockManager::lastOpenFailure().c_str());
     return 0;
   }
   lattice->setBlockManager(blocks);

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -178,11 +179,17 @@ const void* posixMap(int fd, int64_t offset, int64_t length) {
 
 int posixUnmap(const void* data, int64_t length) { return ::munmap(const_cast<void*>(data), static_cast<size_t>(length)); }
 
+int posixLock(int fd) { return retried([fd] { return ::flock(fd, LOCK_EX | LOCK_NB); }); }
+
+int posixStartWriteback(int fd, int64_t offset, int64_t length) {
+  return ::sync_file_range(fd, offset, length, SYNC_FILE_RANGE_WRITE);
+}
+
 const TbFileIO kPosix = {posixOpen,   posixClose,      posixUnlink, posixSeek,   posixRead,
                          posixPread,  posixPwrite,     posixPreadv, posixPwritev, posixSync,
                          posixTruncate, posixSize,     posixSyncFolder, posixMkdir, posixRmdir,
                          posixRename, posixExchange,   posixStat,   posixFstat,  posixList,
-                         posixMap,    posixUnmap};
+                         posixMap,    posixUnmap,      posixLock,   posixStartWriteback};
 
 }  // namespace
 

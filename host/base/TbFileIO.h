@@ -20,8 +20,14 @@
 // -1 with EINVAL or ENOSYS where the file system cannot. list gives the names
 // in a folder, "." and ".." left out. map makes `length` bytes of an open
 // file from `offset` (a multiple of the page size) readable in memory, read
-// ahead, or answers null; unmap lets them go. open, close, unlink, mkdir and
-// rmdir answer as POSIX does. Every call answers 0 (or a count) on success and -1
+// ahead, or answers null; unmap lets them go. lock takes an exclusive
+// advisory lock of the file behind `fd` without waiting, held until that
+// descriptor is closed (flock: two descriptors of one file conflict, also in
+// one process); it answers -1 with EWOULDBLOCK when another holds it.
+// startWriteback asks the system to begin writing a range of a file to disk
+// without waiting: a hint that makes no promise, so that a later sync has
+// little left to do; its failure may be ignored. open,
+// close, unlink, mkdir and rmdir answer as POSIX does. Every call answers 0 (or a count) on success and -1
 // with errno set on failure. Nothing here prints.
 #include <sys/uio.h>
 
@@ -58,6 +64,8 @@ struct TbFileIO {
   int (*list)(const char* folder, std::vector<std::string>* names);
   const void* (*map)(int fd, int64_t offset, int64_t length);
   int (*unmap)(const void* data, int64_t length);
+  int (*lock)(int fd);
+  int (*startWriteback)(int fd, int64_t offset, int64_t length);
 
   // The table in use, process-wide.
   static TbFileIO& current();

@@ -4,12 +4,15 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "host/mesh/KorinMeshReader.h"
 #include "host/mesh/KorinMeshWriter.h"
+#include "host/base/TbFileIO.h"
+#include "host/base/TbFileStream.h"
 #include "host/base/TbMemory.h"
 
 bool KorinMesh::recordFilePosition = false;
@@ -107,6 +110,8 @@ int KorinMesh::contentType(TbString& type) const {
 
 namespace {
 
+TbFileIO& io() { return TbFileIO::current(); }
+
 // A name beside the target that no other writer (thread or process) picks.
 TbString temporaryNameFor(const char* path) {
   static std::atomic<unsigned> serial{0};
@@ -115,33 +120,54 @@ TbString temporaryNameFor(const char* path) {
   return name;
 }
 
-FILE* createExclusive(const TbString& name) {
-  int fd = ::open(name.getString(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (fd < 0) return nullptr;
-  FILE* file = fdopen(fd, "wb");
-  if (!file) ::close(fd);
-  return file;
+// Keeps the reason of the first step that failed.
+struct Steps {
+  bool ok = true;
+  int error = 0;
+  void take(bool done) {
+    if (!done && ok) error = errno;
+    ok = ok && done;
+  }
+};
+
+// Writes the whole content into fd, makes it durable and closes it; false
+// (errno set) if any step failed.
+bool writeDurably(const KorinMesh& mesh, int fd, int encoding, const char* comment) {
+  FILE* file = TbFileStream::open(fd, "wb");
+  if (!file) return false;
+  Steps steps;
+  KorinMeshWriter writer(mesh, file, encoding);
+  steps.take(writer.write(comment));
+  steps.take(std::fflush(file) == 0);
+  steps.take(io().sync(fd) == 0);
+  steps.take(std::fclose(file) == 0);
+  errno = steps.error;
+  return steps.ok;
 }
 
-// Writes the whole content and closes; false if any step failed.
-bool writeAndClose(const KorinMesh& mesh, FILE* file, int encoding, const char* comment) {
-  KorinMeshWriter writer(mesh, file, encoding);
-  bool ok = writer.write(comment);
-  ok = std::fflush(file) == 0 && ok;
-  ok = fsync(fileno(file)) == 0 && ok;
-  return std::fclose(file) == 0 && ok;
+// A regular file's size, or -1 (errno set) for anything else: a pipe or a
+// device would block the reader or never end.
+int64_t regularFileSize(const TbFileInfo& info) {
+  if (info.kind == TbFileInfo::REGULAR) return info.size;
+  errno = info.kind == TbFileInfo::FOLDER ? EISDIR : EINVAL;
+  return -1;
 }
 
 }  // namespace
 
 int KorinMesh::write(const char* path, int encoding, const char* comment) {
-  if (!path || !*path || !KorinMeshWriter::canWrite(*this, encoding)) return 0;
+  if (!path || !*path || !KorinMeshWriter::canWrite(*this, encoding)) {
+    errno = EINVAL;
+    return 0;
+  }
   TbString partial = temporaryNameFor(path);
-  FILE* file = createExclusive(partial);
-  if (!file) return 0;
-  if (!writeAndClose(*this, file, encoding, comment) ||
-      std::rename(partial.getString(), path) != 0) {
-    ::unlink(partial.getString());
+  const int fd = io().open(partial.getString(), O_WRONLY | O_CREAT | O_EXCL, 0666);
+  if (fd < 0) return 0;
+  if (!writeDurably(*this, fd, encoding, comment) || io().rename(partial.getString(), path) != 0 ||
+      io().syncFolder(TbFileIO::folderOf(path).c_str()) != 0) {
+    const int error = errno;
+    io().unlink(partial.getString());
+    errno = error;
     return 0;
   }
   fileEncoding = encoding;
@@ -149,11 +175,26 @@ int KorinMesh::write(const char* path, int encoding, const char* comment) {
 }
 
 KorinMesh* KorinMesh::read(const char* path, TbProgressInterface* progress) {
-  if (!path) return nullptr;
-  FILE* file = std::fopen(path, "rb");
+  errno = EINVAL;
+  TbFileInfo info;
+  if (!path || io().stat(path, &info) != 0 || regularFileSize(info) < 0) return nullptr;
+  // Not waiting for a writer, should a pipe take the file's place meanwhile.
+  const int fd = io().open(path, O_RDONLY | O_NONBLOCK, 0);
+  if (fd < 0) return nullptr;
+  int64_t size = -1;
+  if (io().fstat(fd, &info) != 0 || (size = regularFileSize(info)) < 0) {
+    const int error = errno;
+    io().close(fd);
+    errno = error;
+    return nullptr;
+  }
+  FILE* file = TbFileStream::open(fd, "rb");
   if (!file) return nullptr;
-  KorinMeshReader reader(file, progress);
+  errno = 0;
+  KorinMeshReader reader(file, size, progress);
   KorinMesh* mesh = reader.read(path, recordFilePosition);
+  const int error = errno;
   std::fclose(file);
+  errno = error;
   return mesh;
 }

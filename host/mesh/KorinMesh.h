@@ -13,12 +13,19 @@
 //   cannot be had. A null values pointer gives zeros.
 // - write returns 0 when the file cannot be made, when a section has no data
 //   loaded, or when the encoding is unknown; the content goes to a temporary
-//   file beside the target and is renamed over it only when complete, so an
-//   earlier file of that name is either replaced whole or left untouched.
-// - read returns null for a missing or unreadable file, a header it does not
-//   understand (format, version, statement, type, undeclared location),
-//   data shorter than declared, or an encoded section that does not decode to
-//   exactly the declared size. Nothing is printed.
+//   file beside the target, every write and the close checked, is synced,
+//   renamed over the target and the folder synced, so that an earlier file of
+//   that name is either replaced whole or left untouched, through a crash
+//   too (once write returned 1 the new content is durable).
+// - read returns null for a missing or unreadable file, anything that is not
+//   a regular file (a pipe or a device is never opened for reading), a header
+//   it does not understand (format, version, statement, type, undeclared
+//   location, bundles nested deeper than KorinMeshReader allows), data
+//   shorter than declared, or an encoded section that does not decode to
+//   exactly the declared size.
+// Both go through the TbFileIO seam; after a failure errno holds the system's
+// reason (EISDIR or EINVAL for what is not a regular file, 0 for content the
+// reader does not accept). Nothing is printed.
 #include <cstdint>
 
 #include "host/base/TbDArray.h"

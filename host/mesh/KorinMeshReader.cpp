@@ -1,6 +1,5 @@
 #include "host/mesh/KorinMeshReader.h"
 
-#include <sys/stat.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -96,14 +95,11 @@ bool storeValue(const std::string& word, TbPrimType type, void* data, int64_t i)
 
 }  // namespace
 
-KorinMeshReader::KorinMeshReader(FILE* file, TbProgressInterface* progress)
-    : file(file), progress(progress) {}
+KorinMeshReader::KorinMeshReader(FILE* file, int64_t fileSize, TbProgressInterface* progress)
+    : file(file), progress(progress), fileSize(fileSize) {}
 
 KorinMesh* KorinMeshReader::read(const char* path, bool recordOnly) {
   this->recordOnly = recordOnly;
-  struct stat info;
-  if (fstat(fileno(file), &info) != 0 || !S_ISREG(info.st_mode)) return nullptr;
-  fileSize = static_cast<int64_t>(info.st_size);
   mesh.reset(new (std::nothrow) KorinMesh);
   if (!mesh) return nullptr;
   openBundles.assign(1, mesh.get());
@@ -168,7 +164,7 @@ bool KorinMeshReader::readStatement(const std::vector<std::string>& tokens) {
   }
   if (tokens.size() < 2) return false;
   if (keyword == "bundle") {
-    if (tokens.size() != 2) return false;
+    if (tokens.size() != 2 || openBundles.size() > kMostNestedBundles) return false;
     UxParamBundle* inner = openBundles.back()->bundle(tokens[1].c_str(), 1);
     openBundles.push_back(inner);
     return inner != nullptr;
@@ -315,6 +311,9 @@ bool KorinMeshReader::inflateFromFile(z_stream_s& stream, int64_t compressedByte
 
 bool KorinMeshReader::readZlib(DataSection& section, int64_t start) {
   if (!isPresent(start, section.storedBytes)) return false;
+  // Deflate shrinks by at most about 1032 to 1: a section declaring more than
+  // its stored bytes can hold is refused before memory is asked for it.
+  if (section.dataBytes() / 1032 > section.storedBytes + 64) return false;
   if (recordOnly) return skipStored(start, section.storedBytes);
   int64_t total = section.dataBytes();
   section.data = tbmalloc(static_cast<size_t>(total));

@@ -7,7 +7,10 @@
 // markers out of order, data shorter than declared, numbers out of range for
 // their type, an encoded section that does not decode to the declared size.
 // With recordOnly it loads no data but still checks that every section's
-// bytes are present and records where they are.
+// bytes are present and records where they are. Bundles nest at most
+// kMostNestedBundles deep, and a compressed section may declare at most what
+// its stored bytes can inflate to, so a crafted file is refused before any
+// deep recursion or large allocation.
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -20,7 +23,10 @@ struct z_stream_s;
 
 class KorinMeshReader {
  public:
-  KorinMeshReader(FILE* file, TbProgressInterface* progress);
+  static const size_t kMostNestedBundles = 64;
+
+  // fileSize: the bytes of the (regular) file behind `file`.
+  KorinMeshReader(FILE* file, int64_t fileSize, TbProgressInterface* progress);
   KorinMesh* read(const char* path, bool recordOnly);
 
  private:

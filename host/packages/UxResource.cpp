@@ -1,5 +1,7 @@
 #include "host/packages/UxResource.h"
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -16,6 +18,13 @@ namespace {
 std::vector<std::pair<std::string, UxDataReader>>& readers() {
   static std::vector<std::pair<std::string, UxDataReader>> registered;
   return registered;
+}
+
+// Why KorinMesh::read refused a file, as the end of a message: nothing for
+// a missing file or content it does not accept, else the system's reason.
+std::string reasonOfRead(int error) {
+  if (error == 0 || error == ENOENT) return "";
+  return std::string(": ") + (error == EINVAL ? "not a regular file" : std::strerror(error));
 }
 
 UxData* failLoad(bool quiet, const std::string& text) {
@@ -50,7 +59,7 @@ UxData* UxResource::loadData(const char* filename, bool quiet) {
   const std::string path = filename ? filename : "";
   if (UxLdaData::isStoreFolder(path.c_str())) return UxLdaData::load(path.c_str(), quiet);
   std::unique_ptr<KorinMesh> mesh(KorinMesh::read(path.c_str()));
-  if (!mesh) return failLoad(quiet, "load: cannot read " + path);
+  if (!mesh) return failLoad(quiet, "load: cannot read " + path + reasonOfRead(errno));
   TbString contentType;
   mesh->contentType(contentType);
   UxDataReader reader = findReader(contentType.getString());

@@ -7,11 +7,13 @@ when it has none) is replaced by the file number ("0000", "0001", ...), by
 lives in data file b // blocks_per_file at byte (b % blocks_per_file) * block_size.
 """
 import os
+import stat
 from collections import OrderedDict
 
 import numpy as np
 
 from .errors import DiskDataError
+from .regularfile import open_regular
 
 MAX_FILE_BYTES = 1 << 30
 MAX_FILES = 10000
@@ -58,9 +60,12 @@ class BlockFiles:
         name = file_name(self.template, number)
         blocks = min(self.blocks_per_file, self.num_blocks - number * self.blocks_per_file)
         try:
-            size = os.stat(name).st_size
+            info = os.stat(name)
         except OSError as error:
             raise DiskDataError(name, f"cannot read the block file ({error.strerror})") from None
+        if not stat.S_ISREG(info.st_mode):
+            raise DiskDataError(name, "cannot read the block file (not a regular file)")
+        size = info.st_size
         if not os.access(name, os.R_OK):
             raise DiskDataError(name, "cannot read the block file (permission denied)")
         if size < blocks * self.block_size:
@@ -70,7 +75,7 @@ class BlockFiles:
         name = file_name(self.template, "SUPR")
         expected = self.num_blocks // 8 + 9
         try:
-            with open(name, "rb") as file:
+            with open_regular(name, "valid-flag file") as file:
                 content = file.read(expected + 1)
         except OSError as error:
             raise DiskDataError(name, f"cannot read the valid-flag file ({error.strerror})") from None
@@ -81,16 +86,18 @@ class BlockFiles:
 
     def intent_record(self):
         """The level-0 block ranges (x0, x1, y0, y1, z0, z1) of writes that were cut short:
-        [] without a record, None when the record is damaged (everything coarse is then out of date)."""
+        [] without a record, None when the record is damaged (everything coarse is then out of date).
+        A record of more entries than the set has blocks was written by no store: damaged too."""
         name = file_name(self.template, "INTN")
+        longest = len(INTENT_MAGIC) + 24 * self.num_blocks
         try:
-            with open(name, "rb") as file:
-                content = file.read()
+            with open_regular(name, "intent record") as file:
+                content = file.read(longest + 1)
         except FileNotFoundError:
             return []
         except OSError as error:
             raise DiskDataError(name, f"cannot read the intent record ({error.strerror})") from None
-        if not content.startswith(INTENT_MAGIC):
+        if not content.startswith(INTENT_MAGIC) or len(content) > longest:
             return None
         entries = (len(content) - 8) // 24  # a partial last entry was never acted upon
         return np.frombuffer(content, "<i4", entries * 6, 8).reshape(entries, 6).tolist()
@@ -133,7 +140,7 @@ class BlockFiles:
             os.close(self._fds.popitem(last=False)[1])
         name = file_name(self.template, number)
         try:
-            self._fds[number] = os.open(name, os.O_RDONLY)
+            self._fds[number] = os.open(name, os.O_RDONLY | os.O_NONBLOCK)
         except OSError as error:
             raise DiskDataError(name, f"cannot read the block file ({error.strerror})") from None
         return self._fds[number]

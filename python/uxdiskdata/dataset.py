@@ -1,4 +1,5 @@
 """A disk-data set opened from its description file."""
+import math
 import os
 
 import numpy as np
@@ -27,7 +28,8 @@ class DiskDataSet:
         self.lattice = Lattice(description.dims, description.blocking)
         self.levels = self.lattice.levels
         dtype = np.dtype(PRIM_TYPES[description.prim_type])
-        block_size = int(np.prod(description.blocking)) * description.n_data_var * dtype.itemsize
+        # Python's integers: a product numpy would wrap (to 0, say) stays what it is.
+        block_size = math.prod(description.blocking) * description.n_data_var * dtype.itemsize
         # A relative DataFilePath names a file from the current folder, as in the host.
         template = os.path.abspath(description.data_file_path)
         files = BlockFiles(template, block_size, self.lattice.num_blocks, self.path)

@@ -10,6 +10,7 @@ import re
 from dataclasses import dataclass
 
 from .errors import DiskDataError
+from .regularfile import open_regular
 
 ENCODINGS = ("text", "binary little-endian", "binary big-endian")
 PRIM_TYPES = {0: "u1", 1: "<i2", 2: "<i4", 3: "<f4", 4: "<f8", 7: "<u2"}
@@ -21,6 +22,7 @@ ESCAPES = {'"': '"', "\\": "\\", "n": "\n", "r": "\r", "t": "\t"}
 FIRST_LINE_LIMIT = 256
 LINE_LIMIT = 64 << 20
 INT32_MAX = 2**31 - 1
+MOST_NESTED_BUNDLES = 64  # as the host's reader allows
 
 
 @dataclass
@@ -85,7 +87,7 @@ def parse_real(token):
 def read_header(path):
     """The top-level parameters of a KorinMesh header: {name: str or list}."""
     try:
-        with open(path, "rb") as file:
+        with open_regular(path, "description") as file:
             return parse_header(file, path)
     except OSError as error:
         raise DiskDataError(path, f"cannot read the description ({error.strerror})") from None
@@ -132,7 +134,7 @@ def take_statement(tokens, depth, parameters):
     if len(tokens) < 2:
         return None
     if keyword == "bundle":
-        return depth + 1 if len(tokens) == 2 else None
+        return depth + 1 if len(tokens) == 2 and depth < MOST_NESTED_BUNDLES else None
     if keyword in ("location", "section"):
         return depth if depth == 0 else None
     if keyword == "string":
@@ -140,7 +142,7 @@ def take_statement(tokens, depth, parameters):
     elif keyword in ("ints", "reals"):
         try:
             value = [(parse_int if keyword == "ints" else parse_real)(t) for t in tokens[2:]]
-        except ValueError:
+        except (ValueError, OverflowError):  # a hex float beyond range too
             return None
     else:
         return None

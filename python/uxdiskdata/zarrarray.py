@@ -14,6 +14,7 @@ import stat
 import numpy as np
 
 from .errors import DiskDataError
+from .regularfile import read_file
 
 METADATA_LIMIT = 16 << 20
 CHUNK_LIMIT = 512 << 20
@@ -23,22 +24,6 @@ V3_TYPES = {"bool": "|b1", "uint8": "|u1", "int8": "|i1", "uint16": "u2", "int16
 CODEC_NAMES = {"zstd": "zstd", "numcodecs.zstd": "zstd", "blosc": "blosc", "numcodecs.blosc": "blosc",
                "gzip": "gzip", "numcodecs.gzip": "gzip", "zlib": "zlib", "numcodecs.zlib": "zlib",
                "lz4": "lz4", "numcodecs.lz4": "lz4"}
-
-
-def read_file(path, limit):
-    """The bytes of a regular file of at most `limit` bytes; None when there is none."""
-    try:
-        info = os.stat(path)
-    except FileNotFoundError:
-        return None
-    except OSError as error:
-        raise DiskDataError(path, error.strerror) from None
-    if not stat.S_ISREG(info.st_mode):
-        raise DiskDataError(path, "not a regular file")
-    if info.st_size > limit:
-        raise DiskDataError(path, f"larger than {limit} bytes")
-    with open(path, "rb") as file:
-        return file.read(limit + 1)
 
 
 def read_json(path):

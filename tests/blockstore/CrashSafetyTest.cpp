@@ -91,7 +91,7 @@ TEST(CrashSafety, ANewSetPaysNothingUntilItsFlagsAreStored) {
   ASSERT_EQ(disk.write(ReferenceVolume<uint16_t>::generated(40, 36, 24), 5), 1);
   EXPECT_EQ(faults.calls(FileFaults::SYNC), 0);
   disk.lattice->updateAllLevels(nullptr);
-  EXPECT_EQ(faults.calls(FileFaults::SYNC), 1);  // the one block data file, before the flags
+  EXPECT_EQ(faults.calls(FileFaults::SYNC), 2);  // the one block data file before the flags, then the flags
   EXPECT_FALSE(fileExists(record));
   // Flags are on disk now: a rewrite names its coarse blocks first, until they are stored again.
   ASSERT_EQ(writeBox(*disk.lattice, 0, 0, 0, 4, 1), 1);

@@ -1,11 +1,13 @@
 // What a set's files say and what is done when they do not add up: crafted
 // descriptions and files refused with their messages, the check command, the
-// notice for a set whose full resolution was never all written, and a korin
-// killed while it rebuilds coarse blocks.
+// notice for a set whose full resolution was never all written, a korin
+// killed while it rebuilds coarse blocks, pipes and deep nesting, and the
+// one-writer lock.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -143,3 +145,66 @@ TEST(SetFiles, KillNineDuringALevelRebuildLeavesNoStaleCoarseBlock) {
 }
 
 }  // namespace
+
+// Files no writer makes: pipes in place of a set's files, and a description
+// nesting bundles 100,000 deep. Each is refused at once, naming the file.
+TEST(SetFiles, CraftedFilesAreRefusedWithoutWaitingOrCrashing) {
+  const struct {
+    const char* file;  // "" for the description
+    bool pipe;         // else the description nests bundles
+    const char* message;
+  } cases[] = {
+      {"-SUPR.dat", true, " is not the valid-flag file of this set"},
+      {"-0000.dat", true, " is shorter than the set needs"},
+      {"-INTN.dat", true, " is not a regular file"},
+      {"", true, ""},
+      {"", false, ""},
+  };
+  for (const auto& c : cases) {
+    TempDir dir;
+    const std::string name = dir.file("c.km");
+    makeSet(name, 10);
+    const std::string path = name + c.file;
+    if (c.pipe) {
+      unlink(path.c_str());
+      ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    } else {
+      std::string text = readWholeFile(name);
+      const size_t header = text.find('\n') + 1;
+      std::string nesting;
+      for (int i = 0; i < 100000; ++i) nesting += "bundle b\n";
+      for (int i = 0; i < 100000; ++i) nesting += "end\n";
+      writeWholeFile(name, text.insert(header, nesting));
+    }
+    ConsoleCapture console;
+    EXPECT_EQ(openDiskData(name), nullptr) << path;
+    if (*c.message) {
+      EXPECT_TRUE(console.saw("Error: " + path + c.message)) << path;
+    }
+  }
+}
+
+// A set being written holds its writer lock: a second writer is refused before
+// anything is touched; a reader opens it read-only and sees what is flagged.
+TEST(SetFiles, OneWriterAtATime) {
+  TempDir dir;
+  const std::string name = dir.file("w.km");
+  UxDiskData* writer = UxDiskData::create(name.c_str(), nullptr, kDims, 2, TbPrimType::INT16, kBox);
+  ASSERT_TRUE(writer);
+  {
+    ConsoleCapture console;
+    UxBatchAnswers::push(UxBatchAnswers::WARNING, {"Yes to All"});
+    EXPECT_EQ(UxDiskData::create(name.c_str(), nullptr, kDims, 2, TbPrimType::INT16, kBox), nullptr);
+    EXPECT_TRUE(console.saw("Error: " + name + " is being written by another writer; it was left alone"));
+    UxDiskData* reader = openDiskData(name);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->isWritable(), 0);
+    EXPECT_TRUE(console.saw("Notice: " + name + " is being written by another writer; it is opened read-only"));
+    UxObjectPool::getThePool()->remove(reader);
+  }
+  writer->unref();
+  UxDiskData* after = openDiskData(name);
+  ASSERT_TRUE(after);
+  EXPECT_EQ(after->isWritable(), 1);
+  UxObjectPool::getThePool()->remove(after);
+}

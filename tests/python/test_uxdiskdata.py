@@ -1,5 +1,6 @@
 """Sets made by korin read in Python exactly as korin's readBox gives them, at every level."""
 import hashlib
+import os
 import re
 import shutil
 import struct
@@ -127,7 +128,8 @@ def test_a_set_of_two_block_files(korin, tmp_path):
 
 @pytest.mark.parametrize("record, served_fresh", [
     (b"", False), (b"BLCKINT1" + struct.pack("<6i", 0, 0, 0, 1, 0, 2), True),
-    (b"BLCKINT1" + struct.pack("<6i", 0, 0, 0, 1, 0, 2) + b"\1\2\3", True), (b"damaged", True)])
+    (b"BLCKINT1" + struct.pack("<6i", 0, 0, 0, 1, 0, 2) + b"\1\2\3", True), (b"damaged", True),
+    pytest.param(b"BLCKINT1" + bytes(24 * 100000), True, id="more-entries-than-blocks")])
 def test_an_intent_record_marks_coarse_blocks_out_of_date(korin, tmp_path, record, served_fresh):
     km = convert(korin, tmp_path / "a", "uint16", (9, 20, 30, 1))
     flags = (km.parent / "set.km-SUPR.dat").read_bytes()
@@ -152,6 +154,20 @@ def remove(name):
     return lambda folder: (folder / name).unlink()
 
 
+def pipe(name):
+    def apply(folder):
+        (folder / name).unlink(missing_ok=True)
+        os.mkfifo(folder / name)
+    return apply
+
+
+def nest(depth):
+    def apply(folder):
+        first, rest = (folder / "set.km").read_bytes().split(b"\n", 1)
+        (folder / "set.km").write_bytes(first + b"\n" + b"bundle b\n" * depth + b"end\n" * depth + rest)
+    return apply
+
+
 def describe(old, new):
     return lambda folder: (folder / "set.km").write_text((folder / "set.km").read_text().replace(old, new))
 
@@ -162,7 +178,11 @@ def describe(old, new):
     (describe("primType 7", "primType 5"), "set.km"), (describe("nDataVar 1", "nDataVar 0"), "set.km"),
     (describe("Blocking 32 16 4", "Blocking 1024 1024 1024"), "set.km"),
     (remove("set.km-0000.dat"), "set.km-0000.dat"), (damage("set.km-0000.dat", 1000), "set.km-0000.dat"),
-    (damage("set.km-SUPR.dat", 9), "set.km-SUPR.dat"), (damage("set.km-SUPR.dat", None, b"BLCK0002"), "set.km-SUPR.dat")])
+    (damage("set.km-SUPR.dat", 9), "set.km-SUPR.dat"), (damage("set.km-SUPR.dat", None, b"BLCK0002"), "set.km-SUPR.dat"),
+    (pipe("set.km"), "set.km"), (pipe("set.km-SUPR.dat"), "set.km-SUPR.dat"), (pipe("set.km-0000.dat"), "set.km-0000.dat"),
+    (pipe("set.km-INTN.dat"), "set.km-INTN.dat"), (nest(100000), "set.km"),
+    (describe("Blocking 32 16 4", "Blocking 1073741824 1073741824 16"), "set.km"),
+    (describe("BoundingBox ", "BoundingBox 0x1p99999 "), "set.km")])
 def test_damaged_files_are_refused_naming_the_file(korin, tmp_path, harm, named):
     km = convert(korin, tmp_path, "uint16", (9, 20, 30, 1))
     harm(tmp_path)

@@ -412,6 +412,11 @@ const void* faultyMap(int fd, int64_t offset, int64_t length) {
 
 int faultyUnmap(const void* data, int64_t length) { return state->real.unmap(data, length); }
 
+int faultyLock(int fd) { return state->real.lock(fd); }
+
+// A hint that promises nothing: the crash model still drops what was not synced.
+int faultyStartWriteback(int, int64_t, int64_t) { return 0; }
+
 void install(const std::string& root) {
   state = new State;
   state->real = TbFileIO::current();
@@ -424,7 +429,7 @@ void install(const std::string& root) {
                          faultyPread, faultyPwrite,   faultyPreadv,     faultyPwritev, faultySync,
                          faultyTruncate, faultySize,  faultySyncFolder, faultyMkdir, faultyRmdir,
                          faultyRename, faultyExchange, faultyStat,      faultyFstat, faultyList,
-                         faultyMap,   faultyUnmap};
+                         faultyMap,   faultyUnmap,    faultyLock,       faultyStartWriteback};
 }
 
 }  // namespace
